@@ -1,0 +1,22 @@
+#include "rci/command_table.h"
+
+#include "rci/commands.h"
+
+#include <cstring>
+
+namespace {
+
+// The RCI commands in lookup order; a new command is one row here and one handler.
+constexpr std::array rci_command_table{
+    rci_command{.name = "query_setting", .handler = query_setting},
+};
+
+} // namespace
+
+const rci_command *rci_find_command(const char *name)
+{
+    for (const rci_command &row : rci_command_table)
+        if (std::strcmp(row.name, name) == 0)
+            return &row;
+    return nullptr;
+}

@@ -1,0 +1,6 @@
+// The RCI command handlers, one per row of the command table.
+#pragma once
+
+#include "rci/rci.h"
+
+int query_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source);

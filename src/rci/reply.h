@@ -1,0 +1,29 @@
+// Helpers that append to an RCI reply buffer.
+//
+// The reply is plain text built by appending to one growable buffer: no XML declaration, no line
+// breaks, no indentation. The helpers escape nothing; clients compare replies byte for byte.
+#pragma once
+
+#include <libxml/tree.h>
+
+// Appends at most 255 formatted characters; longer output is cut there.
+void reply_printf(xmlBufferPtr buf, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+// Appends text of any length, unformatted.
+void reply_append(xmlBufferPtr buf, const char *text);
+// Appends <error id="N"><desc>DESC</desc>[<hint>HINT</hint>]</error>, preceded by ">" when the
+// buffer is not empty and does not already end in ">".
+void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint);
+// Appends <TAG> or <TAG name="NAME">.
+void reply_open_tag(xmlBufferPtr buf, const char *tag, const char *name);
+void reply_close_tag(xmlBufferPtr buf, const char *tag);
+// Appends <NAME attr="v" …>, every attribute of the element as libxml2 serialises it.
+void reply_open_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
+// Appends <NAME attr="v" …/>.
+void reply_empty_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
+// reply_empty_tag_attrs for every child of the element that is not a text node, in order.
+void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element);
+// Removes the last `count` characters; -1 (and no change) for no buffer, a negative count or a
+// count larger than the content, else 0.
+int reply_trim_end(xmlBufferPtr buf, int count);
+// Appends one attribute node as libxml2 serialises it: a blank, the name, =, the quoted value.
+void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr);
