@@ -40,6 +40,11 @@ class QuerySetting : public ::testing::Test {
     config_files files{stored, "<config><dns><primary>8.8.8.8</primary></dns></config>"};
 };
 
+xml::doc_ptr parse(const std::string &text)
+{
+    return xml::parse_memory(text.data(), static_cast<int>(text.size()));
+}
+
 std::string unknown(const std::string &name)
 {
     return "<error id=\"1\"><desc>Setting group unknown</desc><hint>" + name + "</hint></error>";
@@ -62,8 +67,7 @@ TEST_F(QuerySetting, DocumentSelection)
 TEST_F(QuerySetting, FullQueryAppliesAccessRulesPerSource)
 {
     std::string python = query("<query_setting/>");
-    EXPECT_EQ(python.substr(0, 79), "<query_setting><system><name>gw</name><serial>SN1</serial></system>"
-                                    "<interface ");
+    EXPECT_EQ(python.rfind("<query_setting><system><name>gw</name><serial>SN1</serial></system><interface ", 0), 0u);
     EXPECT_NE(python.find("<cloud><server>s</server></cloud>"), std::string::npos);
     EXPECT_EQ(python.find("<key"), std::string::npos) << "wo names python";
     EXPECT_NE(python.find("<primary>a&amp;b</primary>"), std::string::npos) << "text is escaped";
@@ -109,22 +113,21 @@ TEST_F(QuerySetting, PlainGroupsAndUnknownNames)
     EXPECT_EQ(query("<query_setting><dns><secondary/><primary/></dns></query_setting>"),
               "<query_setting><dns>" + unknown("secondary") + "<primary>a&amp;b</primary></dns></query_setting>");
     EXPECT_EQ(query("<query_setting><system><key/></system></query_setting>"),
-              "<query_setting><system><key/></system></query_setting>")
+              "<query_setting><system></system></query_setting>")
         << "a wo setting is left out without an error: its match renders nothing";
 }
 
 TEST_F(QuerySetting, NarrowedRequestOnAStoredElementWithoutChildrenStaysWellFormed)
 {
-    EXPECT_EQ(query("<query_setting><empty ro=\"x\" index=\"1\"><a/><b/></empty><dns/></query_setting>"),
+    EXPECT_EQ(query("<query_setting><empty index=\"1\"><a/><b/></empty><dns/></query_setting>"),
               "<query_setting><empty index=\"1\">" + unknown("a") + unknown("b") +
                   "</empty><dns><primary>a&amp;b</primary></dns></query_setting>");
 }
 
 TEST(NodeMatching, NormalAndRciModes)
 {
-    auto doc = xml::parse_memory("<r><g index=\"2\" name=\"n\" extra=\"e\"/><g/><g name=\"n\"/><g index=\"1\"/>"
-                                 "<q index=\"1\"/><q index=\"2\" name=\"n\"/><q index=\"\"/><h/></r>",
-                                 100);
+    auto doc = parse("<r><g index=\"2\" name=\"n\" extra=\"e\"/><g/><g name=\"n\"/><g index=\"1\"/>"
+                                 "<g index=\"1\"/><g index=\"2\" name=\"n\"/><g index=\"\"/><h/></r>");
     ASSERT_TRUE(doc);
     xmlNodePtr n[8];
     xmlNodePtr cur = xmlDocGetRootElement(doc.get())->children;
@@ -146,7 +149,7 @@ TEST(NodeMatching, NormalAndRciModes)
 
 TEST(NodeMatching, AccessRulesAndShapes)
 {
-    auto doc = xml::parse_memory("<r><a ro=\"nimbo,python\" wo=\"nimbos\">t</a><b> <c/></b></r>", 57);
+    auto doc = parse("<r><a ro=\"nimbo,python\" wo=\"nimbos\">t</a><b> <c/></b></r>");
     ASSERT_TRUE(doc);
     xmlNodePtr a = xmlDocGetRootElement(doc.get())->children, b = a->next;
     EXPECT_FALSE(node_writable(a, "python"));

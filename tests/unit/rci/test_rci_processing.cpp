@@ -37,7 +37,7 @@ TEST(RciProcessing, RequestsThatCannotBeProcessed)
     EXPECT_EQ(process("<rci_reply><query_setting/></rci_reply>").result, RCI_WRONG_ROOT);
     EXPECT_TRUE(log.has(LOG_ERR, "Unknown RCI type rci_reply, expecting rci_request.\n"));
     EXPECT_EQ(process("<rci_request><query_setting/>").result, RCI_NOT_WELL_FORMED);
-    EXPECT_TRUE(log.has(LOG_ERR, "Unable to parse input buffer 28 chars\n"));
+    EXPECT_TRUE(log.has(LOG_ERR, "Unable to parse input buffer 29 chars\n"));
     EXPECT_EQ(process("").result, RCI_NOT_WELL_FORMED);
     EXPECT_EQ(process("<rci_request>\xff\xfe</rci_request>").result, RCI_NOT_WELL_FORMED);
     // Only the given size is parsed: the closing tag beyond it does not count.
