@@ -2,6 +2,8 @@
 
 #include "base/xml.h"
 
+#include <libxml/xmlsave.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -49,9 +51,21 @@ void reply_close_tag(xmlBufferPtr buf, const char *tag)
     xmlBufferCCat(buf, ">");
 }
 
+// Serialises like xmlNodeDump of the attribute, except that entity references in the value are
+// written expanded: a reply carries no DTD, so a reference would leave it unparsable.
 void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr)
 {
-    xmlNodeDump(buf, attr->doc, reinterpret_cast<xmlNodePtr>(attr), 0, 0);
+    xmlBufferCCat(buf, " ");
+    if (attr->ns && attr->ns->prefix) {
+        xmlBufferCat(buf, attr->ns->prefix);
+        xmlBufferCCat(buf, ":");
+    }
+    xmlBufferCat(buf, attr->name);
+    xmlBufferCCat(buf, "=\"");
+    xml::text_ptr value(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr)));
+    if (value)
+        xmlAttrSerializeTxtContent(buf, attr->doc, attr, value.get());
+    xmlBufferCCat(buf, "\"");
 }
 
 static void append_start_tag(xmlBufferPtr buf, xmlNodePtr element, const char *end)
