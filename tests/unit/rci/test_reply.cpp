@@ -74,6 +74,17 @@ TEST(Reply, TagHelpers)
                            "<set_setting action=\"deferred\"/>");
 }
 
+TEST(Reply, EchoedAttributesNeverCarryEntityReferences)
+{
+    // A reply has no DTD: a reference copied from the request would make it unparsable.
+    auto doc = parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
+    ASSERT_TRUE(doc);
+    reply_buffer r;
+    reply_empty_tag_attrs(r.get(), xmlDocGetRootElement(doc.get()));
+    EXPECT_EQ(r.text(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
+    EXPECT_TRUE(parse(r.text()));
+}
+
 TEST(Reply, TrimEnd)
 {
     reply_buffer r;
