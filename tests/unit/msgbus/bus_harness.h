@@ -1,0 +1,90 @@
+// A listening endpoint inside the test process, with operations that let tests drive the
+// server side: echo, credentials, calls to another peer, floods. What the server saw (removal
+// notices, idle calls, call and send outcomes) is recorded for the tests to read.
+#pragma once
+
+#include "frame.h"
+#include "msgbus.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace harness
+{
+
+// Operations of the test endpoint.
+enum test_op : int {
+    op_echo = 4,         // reply: both parts back, result = payload length
+    op_credentials = 20, // reply: the peer's msgbus_credentials
+    op_whoami = 21,      // reply: the peer's handle
+    op_call = 22,        // payload call_order: msgbus_call another peer; reply: call_outcome + text
+    op_flood = 23,       // send a 12 MiB reply; the outcome is recorded in flood_result/flood_ms
+    op_silent = 24,      // no reply at all
+};
+
+struct call_order {
+    msgbus_peer target;
+    int op;
+    int timeout_ms;
+    char text[64];
+};
+
+struct call_outcome {
+    int result;
+    int error;
+    long elapsed_ms;
+};
+
+constexpr const char *endpoint = "test";
+
+// Starts the endpoint (once per process) in a scratch bus folder, idle period one second.
+void start();
+const std::string &bus_dir();
+
+int removal_count(msgbus_peer peer);
+int idle_count();
+extern std::atomic<int> flood_result;
+extern std::atomic<int> flood_errno;
+extern std::atomic<long> flood_ms;
+
+// Polls `done` every 10 ms until it holds or `limit` passes.
+bool wait_for(const std::function<bool()> &done,
+              std::chrono::milliseconds limit = std::chrono::milliseconds(3000));
+
+struct client_closer {
+    void operator()(msgbus_client *client) const { msgbus_disconnect(client); }
+};
+using client_ptr = std::unique_ptr<msgbus_client, client_closer>;
+// Starts the endpoint and connects to it.
+client_ptr connect_client();
+
+// Closes a raw socket on scope exit.
+struct raw_fd {
+    int fd;
+    explicit raw_fd(int value) : fd(value) {}
+    ~raw_fd();
+    raw_fd(const raw_fd &) = delete;
+    raw_fd &operator=(const raw_fd &) = delete;
+};
+
+// A request on a fresh or given client; the reply text, result in *result.
+std::string ask(msgbus_client *client, int op, const std::string &payload, int *result,
+                int timeout_ms = 2000);
+msgbus_peer whoami(msgbus_client *client);
+
+// Raw socket access, for clients that misbehave.
+int raw_connect();
+// Writes all bytes without raising SIGPIPE; negative when the server has closed.
+int raw_write(int fd, const void *bytes, size_t count);
+int raw_send(int fd, msgbus::frame_kind kind, int op, uint32_t tag, const std::string &part1,
+             const std::string &part2 = "");
+// Reads one frame; false on end of stream or after `timeout_ms`.
+bool raw_read(int fd, msgbus::frame_reader &reader, msgbus::frame &out, int timeout_ms = 2000);
+int open_fd_count();
+
+} // namespace harness
