@@ -4,6 +4,24 @@
 
 #include "base/xml.h"
 
+// Files of the device that configuration changes read besides the configuration file table.
+// The daemon always uses the device's; tests point them at scratch files.
+struct change_paths {
+    const char *schema;          // RelaxNG grammar of set_setting, read for every request
+    const char *custom_defaults; // set_setting commands applied after a factory revert
+    const char *certs;           // folder of identity/, socket_*/ and wifi_ca/
+};
+inline constexpr change_paths device_change_paths{
+    .schema = "/usr/share/validation/set_setting.rng",
+    .custom_defaults = "/userfs/custom/config_custom.rci",
+    .certs = "/userfs/certs",
+};
+const change_paths &current_change_paths();
+void set_change_paths(const change_paths &paths);
+
+// The description of a set_setting error id, or "" for an id outside the table.
+const char *change_error_text(int id);
+
 // Applies a set_setting request (or any element passed as one: the schema admits only a valid
 // set_setting) for the request source `source`. The request's children may be moved into the
 // configuration; the caller still owns and frees the request. Writes the set_setting reply

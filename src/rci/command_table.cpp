@@ -9,6 +9,8 @@ namespace {
 // The RCI commands in lookup order; a new command is one row here and one handler.
 constexpr std::array rci_command_table{
     rci_command{.name = "query_setting", .handler = query_setting},
+    rci_command{.name = "set_setting", .handler = set_setting},
+    rci_command{.name = "set_factory_default", .handler = set_factory_default},
 };
 
 } // namespace

@@ -4,3 +4,5 @@
 #include "rci/rci.h"
 
 int query_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source);
+int set_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source);
+int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *source);

@@ -1,0 +1,100 @@
+#include "config/validation.h"
+
+#include "base/log.h"
+#include "rci/reply.h"
+
+#include <sys/stat.h>
+
+#include <type_traits>
+
+namespace
+{
+
+// The error record's pointer type differs between libxml2 releases (const from 2.12 on).
+template <typename T> struct second_parameter;
+template <typename R, typename B> struct second_parameter<R (*)(void *, B)> {
+    using type = B;
+};
+using error_ref = second_parameter<xmlStructuredErrorFunc>::type;
+
+// libxml2 quotes the offending value in its messages; escaped, a value cannot add markup to the
+// reply.
+void append_error(xmlBufferPtr errors, const char *message, const char *hint)
+{
+    xml::text_ptr escaped(xmlEncodeSpecialChars(nullptr, xml::uchars(message)));
+    reply_error(errors, 7, escaped ? xml::chars(escaped.get()) : "", hint);
+}
+
+void on_validation_error(void *context, error_ref error)
+{
+    auto errors = static_cast<xmlBufferPtr>(context);
+    if (!error) {
+        log_msg(LOG_ERR, "No Error returned in Validation Error Callback\n");
+        return;
+    }
+    const char *message = error->message ? error->message : "";
+    auto node = static_cast<const xmlNode *>(error->node);
+    if (node && node->name) {
+        const char *name = xml::chars(node->name);
+        trace("RCI set_setting validation failed on node <%s>: %s\n", name, message);
+        log_msg(LOG_ERR, "RCI set_setting validation failed on node <%s>: %s\n", name, message);
+        append_error(errors, message, name);
+    } else {
+        trace("RCI set_setting validation failed: %s\n", message);
+        log_msg(LOG_ERR, "RCI set_setting validation failed: %s\n", message);
+        append_error(errors, message, nullptr);
+    }
+}
+
+// Problems in the grammar itself are the device maker's, not the client's: traced only.
+void on_schema_error(void *, error_ref error)
+{
+    if (error && error->message) trace("set_setting schema: %s", error->message);
+}
+
+// Streams the element through the validator: an element whose content the validator cannot
+// check on the fly is checked whole, every other one child by child. An element that is not
+// expected where it stands is reported once; its content has no rule to be checked against.
+// 1 when valid.
+int validate_element(xmlRelaxNGValidCtxtPtr context, xmlNodePtr element)
+{
+    int pushed = xmlRelaxNGValidatePushElement(context, element->doc, element);
+    if (pushed < 0) return 0;
+    if (pushed == 0) return xmlRelaxNGValidateFullElement(context, element->doc, element);
+    int valid = 1;
+    for (xmlNodePtr child = element->children; child; child = child->next) {
+        if (child->type == XML_ELEMENT_NODE) {
+            valid &= validate_element(context, child) == 1;
+        } else if (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE) {
+            int length = xmlStrlen(child->content);
+            valid &= xmlRelaxNGValidatePushCData(context, child->content, length) == 1;
+        }
+    }
+    valid &= xmlRelaxNGValidatePopElement(context, element->doc, element) == 1;
+    return valid;
+}
+
+} // namespace
+
+int validate_request(xmlNodePtr request, const char *schema, xmlBufferPtr errors)
+{
+    struct stat info;
+    xml::relaxng_parser_ptr parser(stat(schema, &info) == 0 ? xmlRelaxNGNewParserCtxt(schema)
+                                                            : nullptr);
+    if (!parser) {
+        log_msg(LOG_ERR, "RelaxNG validation, set_setting.rng file not present\n");
+        return 8;
+    }
+    xmlRelaxNGSetParserStructuredErrors(parser.get(), on_schema_error, nullptr);
+    xml::relaxng_ptr grammar(xmlRelaxNGParse(parser.get()));
+    if (!grammar) {
+        log_msg(LOG_ERR, "RelaxNG validation, unable to read %s\n", schema);
+        return 8;
+    }
+    xml::relaxng_valid_ptr context(xmlRelaxNGNewValidCtxt(grammar.get()));
+    if (!context) return 7;
+    xmlRelaxNGSetValidStructuredErrors(context.get(), on_validation_error, errors);
+    if (validate_element(context.get(), request) != 1) return 7;
+    log_msg(LOG_INFO, "Validation of RCI set_setting request successful\n");
+    return 0;
+}

@@ -1,0 +1,78 @@
+// A scratch copy of the image's configuration, worklog, schema and certificate folders, with the
+// parent channel turned into a pipe whose letters the test reads back.
+#pragma once
+
+#include "config/config.h"
+#include "config/write_dom.h"
+#include "supervisor/channel.h"
+#include "support/config_fixture.h"
+#include "support/log_capture.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+inline std::string image_file(const std::string &path)
+{
+    return read_file(std::string(VEXA_IMAGE) + path);
+}
+
+inline const std::string image_local = image_file("/etc/vexa/db/local");
+inline const std::string image_cfd = image_file("/etc/vexa/db/cfd");
+
+// What a command handler returned and wrote.
+struct change_result {
+    int result;
+    std::string reply;
+};
+
+class config_change : public ::testing::Test
+{
+  protected:
+    explicit config_change(const std::string &local = image_local) : files(local, image_cfd)
+    {
+        EXPECT_EQ(files.load(), 0);
+        schema = std::string(VEXA_IMAGE) + "/usr/share/validation/set_setting.rng";
+        custom = dir().file("config_custom.rci");
+        certs = dir().file("certs");
+        set_change_paths(
+            {.schema = schema.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+        EXPECT_EQ(pipe2(channel, O_NONBLOCK), 0);
+        to_parent_fd = channel[1];
+    }
+    ~config_change() override
+    {
+        set_change_paths(device_change_paths);
+        to_parent_fd = -1;
+        close(channel[0]);
+        close(channel[1]);
+    }
+
+    const scratch_dir &dir() const { return files.dir(); }
+    std::string local() const { return dir().file("local"); }
+    std::string worklog() const { return read_file(dir().file("generate_list")); }
+
+    // The letters sent to the parent since the last call.
+    std::string letters()
+    {
+        std::string sent;
+        char c;
+        while (read(channel[0], &c, 1) == 1)
+            sent += c;
+        return sent;
+    }
+
+    // The text of the one element that `xpath` selects in the current document.
+    static std::string current(const char *xpath)
+    {
+        xml::text_ptr value = config_lookup(SAVE_CURRENT, xpath);
+        return value ? xml::chars(value.get()) : "(none)";
+    }
+
+    log_capture log;
+    config_files files;
+    std::string schema, custom, certs;
+    int channel[2] = {-1, -1};
+};
