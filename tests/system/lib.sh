@@ -83,18 +83,17 @@ check_status() {
     check_equal "$what (exit status of $*)" "$expected" "$actual"
 }
 
-log_has() { dev_log | grep -qxF -- "$1"; }
+# check_soon WHAT EXPECTED SECONDS RECORD CONDITION...: CONDITION holds now or within SECONDS;
+# a failure shows the last lines that the command RECORD prints.
+check_soon() {
+    local what=$1 expected=$2 limit=$3 record=$4
+    shift 4
+    if wait_until "$limit" "$@"; then pass; else fail "$what" "$expected" "$($record | tail -n 8)"; fi
+}
 
 # check_log LINE [SECONDS]: the gateway's log holds LINE ("priority ident[pid]: message" with the
 # pid written as "*" to accept any), now or within SECONDS.
-check_log() {
-    local pattern=$1 limit=${2:-5}
-    if wait_until "$limit" log_matches "$pattern"; then
-        pass
-    else
-        fail "log line" "$pattern" "$(dev_log | tail -n 8)"
-    fi
-}
+check_log() { check_soon "log line" "$1" "${2:-5}" dev_log log_matches "$1"; }
 
 check_no_log() {
     local pattern=$1
@@ -117,14 +116,7 @@ calls() { dev_exec cat /var/run/sim/calls.log; }
 calls_have() { calls | grep -qxF -- "$1"; }
 
 # check_call LINE [SECONDS]: a simulated tool was called with exactly this command line.
-check_call() {
-    local line=$1 limit=${2:-5}
-    if wait_until "$limit" calls_have "$line"; then
-        pass
-    else
-        fail "simulated tool call" "$line" "$(calls | tail -n 8)"
-    fi
-}
+check_call() { check_soon "simulated tool call" "$1" "${2:-5}" calls calls_have "$1"; }
 
 # Pid (inside the gateway) of the daemon's parent process, and of its engine.
 parent_pid() { cat "$state/daemon.pid"; }
