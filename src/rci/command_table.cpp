@@ -11,6 +11,7 @@ constexpr std::array rci_command_table{
     rci_command{.name = "query_setting", .handler = query_setting},
     rci_command{.name = "set_setting", .handler = set_setting},
     rci_command{.name = "set_factory_default", .handler = set_factory_default},
+    rci_command{.name = "reboot", .handler = reboot_command},
 };
 
 } // namespace

@@ -11,11 +11,13 @@
 int to_parent_fd = -1;
 int from_parent_fd = -1;
 
-namespace {
+namespace
+{
 
 pthread_mutex_t channel_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-class channel_lock {
+class channel_lock
+{
   public:
     channel_lock() { pthread_mutex_lock(&channel_mutex); }
     ~channel_lock() { pthread_mutex_unlock(&channel_mutex); }
@@ -78,7 +80,8 @@ ssize_t parent_read(void *buf, size_t size)
     return count;
 }
 
-ssize_t parent_request(int letter, size_t length, const void *payload, void *answer, size_t answer_size)
+ssize_t parent_request(int letter, size_t length, const void *payload, void *answer,
+                       size_t answer_size)
 {
     channel_lock lock;
     send_locked(static_cast<char>(letter & 0xff), length, payload);

@@ -1,0 +1,276 @@
+#include "base/log.h"
+#include "supervisor/log_errno.h"
+#include "supervisor/payload.h"
+#include "supervisor/process.h"
+#include "supervisor/root_daemon.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+
+enum pending_bit : unsigned { RUN_AT_ONCE = 0, PENDING_GENERATE = 1, PENDING_TUNNEL = 2 };
+
+// Messages for an answer that the child pipe did not take: the write failed (errno and its
+// text), or it took fewer bytes (the count and 2).
+struct answer_notes {
+    const char *write_failed;
+    const char *short_write;
+};
+
+constexpr answer_notes action_answer{
+    .write_failed = "Unable to write to child %d (%s)",
+    .short_write = "Pipe did not accept entire response! %d of %d",
+};
+constexpr answer_notes password_answer{
+    .write_failed = "Unable to write to sp child %d (%s)",
+    .short_write = "Pipe did not accept entire sp response! %d of %d",
+};
+
+constexpr payload_rule date_payload{
+    .min = 20,
+    .max = 25,
+    .chunk = 26,
+    .length_unreadable = "Unable to read date from pipe, errno %d\n",
+    .payload_unreadable = "Unable to read date from pipe, errno %d\n",
+    .invalid_length = "Invalid date set length %d, ignored.\n",
+};
+constexpr payload_rule password_payload{
+    .min = 3,
+    .max = 99,
+    .chunk = 100,
+    .length_unreadable = "Unable to read length from pipe, errno %d\n",
+    .payload_unreadable = "Unable to read user from pipe, errno %d\n",
+    .invalid_length = "Invalid user set length %d, ignored.\n",
+};
+
+// One letter that the engine may send. `payload` says how the letter's payload is read (nullptr:
+// it has none); `pending` is the bit that defers the action until the pipe has gone quiet, so
+// that a burst of the letter runs it once (RUN_AT_ONCE: the action runs as the letter arrives);
+// `answer`, when set, makes the parent write the letter and "1" (action succeeded) or "0" back;
+// `failure_note` is logged at LOG_CRIT when the action fails.
+struct letter_row {
+    char letter;
+    const payload_rule *payload;
+    unsigned pending;
+    parent_action action;
+    const answer_notes *answer;
+    const char *failure_note;
+};
+
+// Deferred rows run in table order: generate before the tunnel start.
+constexpr std::array letter_table{
+    letter_row{.letter = 'r',
+               .payload = nullptr,
+               .pending = RUN_AT_ONCE,
+               .action = reboot_action,
+               .answer = nullptr,
+               .failure_note = nullptr},
+    letter_row{.letter = 'd',
+               .payload = &date_payload,
+               .pending = RUN_AT_ONCE,
+               .action = set_date,
+               .answer = nullptr,
+               .failure_note = nullptr},
+    letter_row{.letter = 'g',
+               .payload = nullptr,
+               .pending = PENDING_GENERATE,
+               .action = generate_action,
+               .answer = nullptr,
+               .failure_note = nullptr},
+    letter_row{.letter = 's',
+               .payload = nullptr,
+               .pending = PENDING_TUNNEL,
+               .action = start_tunnel,
+               .answer = &action_answer,
+               .failure_note = nullptr},
+    letter_row{.letter = 'F',
+               .payload = nullptr,
+               .pending = RUN_AT_ONCE,
+               .action = revert_passwords,
+               .answer = nullptr,
+               .failure_note = "revert_to_factory: Unable to reset associated items!\n"},
+    letter_row{.letter = 'u',
+               .payload = nullptr,
+               .pending = RUN_AT_ONCE,
+               .action = apply_firmware,
+               .answer = &action_answer,
+               .failure_note = nullptr},
+    letter_row{.letter = 'p',
+               .payload = &password_payload,
+               .pending = RUN_AT_ONCE,
+               .action = change_password,
+               .answer = &password_answer,
+               .failure_note = nullptr},
+};
+
+const letter_row *find_letter(int letter)
+{
+    for (const letter_row &row : letter_table)
+        if (static_cast<unsigned char>(row.letter) == letter) return &row;
+    return nullptr;
+}
+
+// Writing into a pipe that nobody reads would end the parent by SIGPIPE, whose default action it
+// keeps because the commands it runs inherit it.
+ssize_t send_answer(int fd, const char *answer, size_t size)
+{
+    pollfd target{.fd = fd, .events = POLLOUT, .revents = 0};
+    if (poll(&target, 1, 0) > 0 && (target.revents & POLLERR)) {
+        errno = EPIPE;
+        return -1;
+    }
+    return write(fd, answer, size);
+}
+
+void write_answer(int fd, char letter, bool succeeded, const answer_notes &notes)
+{
+    const char answer[2] = {letter, succeeded ? '1' : '0'};
+    ssize_t count = send_answer(fd, answer, sizeof answer);
+    if (count < 0)
+        log_errno(LOG_CRIT, notes.write_failed);
+    else if (count < 2)
+        log_msg(LOG_CRIT, notes.short_write, static_cast<int>(count), 2);
+}
+
+// The row's payload is read here, before the action, so that every payload leaves the pipe whole
+// (or up to the end of file) whatever the action does with it.
+void run_letter(const parent_link &link, const letter_row &row)
+{
+    char payload[100];
+    int length = 0;
+    int result = -1;
+    if (row.payload) length = read_payload(link.from_engine, *row.payload, payload, sizeof payload);
+    if (length >= 0)
+        result = row.action(row.payload ? payload : nullptr, static_cast<size_t>(length));
+    // Password payloads must not outlive their use.
+    explicit_bzero(payload, sizeof payload);
+    if (result < 0 && row.failure_note) log_msg(LOG_CRIT, "%s", row.failure_note);
+    if (row.answer) write_answer(link.to_engine, row.letter, result == 0, *row.answer);
+}
+
+struct loop_state {
+    unsigned pending = 0;
+    // The pipe reached end of file: every writer, so the engine, is gone or going.
+    bool closed = false;
+};
+
+constexpr int NO_COMMAND = -1;
+constexpr int READ_FAILED = -2;
+
+// A closed pipe is left out of the poll, which then only wakes the loop to look for the engine's
+// exit status.
+int poll_timeout(const loop_state &state)
+{
+    if (state.pending != 0) return 0;
+    return state.closed ? 1000 : 30000;
+}
+
+struct poll_outcome {
+    int count;
+    short events;
+};
+
+poll_outcome wait_for_letter(const parent_link &link, const loop_state &state)
+{
+    pollfd watched{.fd = state.closed ? -1 : link.from_engine, .events = POLLIN, .revents = 0};
+    int count = poll(&watched, 1, poll_timeout(state));
+    if (count < 0 && errno != EINTR) {
+        log_errno(LOG_ERR, "poll error: errno %d (%s)");
+        stop_requested = 1;
+    }
+    if (count != 0)
+        log_msg(LOG_INFO, "Parent poll returned %d, %x.", count,
+                static_cast<unsigned>(watched.revents));
+    return {count, watched.revents};
+}
+
+// 1 when a letter was read, 0 at end of file, -1 when the read failed.
+int read_letter(const parent_link &link, loop_state &state, unsigned char *letter)
+{
+    ssize_t count = read(link.from_engine, letter, 1);
+    int err = errno;
+    log_msg(LOG_INFO, "Parent read returned %d '%c'", static_cast<int>(count),
+            count == 1 ? *letter : ' ');
+    if (count < 0) {
+        errno = err;
+        log_errno(LOG_WARNING, "Pipe read failure: errno %d (%s)");
+        return -1;
+    }
+    if (count == 0) {
+        state.closed = true;
+        return 0;
+    }
+    log_msg(LOG_INFO, "Parent received '%c'.", *letter);
+    return 1;
+}
+
+// The letter to dispatch in this pass, NO_COMMAND, or READ_FAILED.
+int next_command(const parent_link &link, loop_state &state)
+{
+    unsigned char letter = 0;
+    int got = read_letter(link, state, &letter);
+    if (got <= 0) return got < 0 ? READ_FAILED : NO_COMMAND;
+    const letter_row *row = find_letter(letter);
+    if (row && row->pending != RUN_AT_ONCE) {
+        state.pending |= row->pending;
+        return NO_COMMAND;
+    }
+    return letter;
+}
+
+void run_actions(const parent_link &link, loop_state &state, int command)
+{
+    for (const letter_row &row : letter_table)
+        if (state.pending & row.pending) run_letter(link, row);
+    state.pending = 0;
+    if (command == NO_COMMAND) return;
+    if (const letter_row *row = find_letter(command))
+        run_letter(link, *row);
+    else
+        log_msg(LOG_ERR, "Unknown command '%02x' sent from child!", static_cast<unsigned>(command));
+}
+
+// After end of file the engine is looked at on every pass until its exit status settles it.
+void watch_engine(parent_link &link, const loop_state &state)
+{
+    if (!child_changed && !state.closed) return;
+    if (link.engine == 0) {
+        if (state.closed) stop_requested = 1;
+    } else if (reap_lost_child(link.engine, "child") == 1) {
+        stop_requested = 1;
+        link.engine = 0;
+    }
+    child_changed = 0;
+}
+
+void run_pass(parent_link &link, loop_state &state)
+{
+    poll_outcome polled = wait_for_letter(link, state);
+    watchdog_heartbeat();
+    bool readable = polled.count > 0 && (polled.events & POLLIN);
+    if (polled.count > 0 && !readable && (polled.events & (POLLHUP | POLLNVAL)))
+        state.closed = true;
+    int command = NO_COMMAND;
+    if (readable) {
+        command = next_command(link, state);
+        if (command == READ_FAILED) return;
+    }
+    if (command != NO_COMMAND || (state.pending != 0 && !readable))
+        run_actions(link, state, command);
+    watch_engine(link, state);
+}
+
+} // namespace
+
+void parent_loop(parent_link &link)
+{
+    loop_state state;
+    while (!stop_requested)
+        run_pass(link, state);
+}

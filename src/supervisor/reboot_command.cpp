@@ -1,0 +1,13 @@
+#include "base/log.h"
+#include "rci/commands.h"
+#include "rci/reply.h"
+#include "supervisor/channel.h"
+
+// The reply goes out before the reboot: the parent waits a few seconds after the letter.
+int reboot_command(xmlBufferPtr reply, xmlNodePtr, const char *source)
+{
+    reply_append(reply, "<reboot/>");
+    log_msg(LOG_NOTICE, "vexacsd received reboot request from %s.", source);
+    parent_send('r');
+    return 0;
+}
