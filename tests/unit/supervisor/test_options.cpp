@@ -13,6 +13,15 @@
 namespace
 {
 
+std::vector<char *> argv_of(std::vector<std::string> &args)
+{
+    std::vector<char *> argv;
+    for (std::string &arg : args)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    return argv;
+}
+
 struct run_result {
     int status;
     std::string err;
@@ -28,10 +37,7 @@ run_result run_daemon(std::vector<std::string> args, uid_t uid = 0)
     pid_t pid = fork();
     if (pid == 0) {
         dup2(err_pipe[1], STDERR_FILENO);
-        std::vector<char *> argv;
-        for (std::string &arg : args)
-            argv.push_back(arg.data());
-        argv.push_back(nullptr);
+        std::vector<char *> argv = argv_of(args);
         if (uid != 0 && (setgid(uid) != 0 || setuid(uid) != 0)) _exit(99);
         execv(VEXACSD, argv.data());
         _exit(98);
@@ -57,10 +63,7 @@ int parsed(std::vector<std::string> args)
 {
     pid_t pid = fork();
     if (pid == 0) {
-        std::vector<char *> argv;
-        for (std::string &arg : args)
-            argv.push_back(arg.data());
-        argv.push_back(nullptr);
+        std::vector<char *> argv = argv_of(args);
         bool no_daemon = parse_options(static_cast<int>(args.size()), argv.data());
         _exit(100 + 10 * no_daemon + debug_level);
     }
