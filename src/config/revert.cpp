@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -56,13 +55,7 @@ void revert_whole()
     shell_status status{};
     if (run_shell(command.c_str(), &status) < 0)
         log_msg(LOG_CRIT, "Revert copy failed, exit status %d", status.exit_status);
-    config_release_current();
-    xml::doc_ptr reread = xml::parse_file(config_path(CONFIG_LOCAL));
-    if (!reread) {
-        log_msg(LOG_EMERG, "Unable to parse file '%s'\n", config_path(CONFIG_LOCAL));
-        std::exit(9);
-    }
-    config_replace_current(std::move(reread));
+    config_reload_local();
 }
 
 } // namespace

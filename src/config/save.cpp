@@ -108,6 +108,17 @@ void trace_document(xmlDocPtr doc)
 
 } // namespace
 
+void config_reload_local()
+{
+    config_release_current();
+    xml::doc_ptr reread = xml::parse_file(config_path(CONFIG_LOCAL));
+    if (!reread) {
+        log_msg(LOG_EMERG, "Unable to parse file '%s'\n", config_path(CONFIG_LOCAL));
+        std::exit(9);
+    }
+    config_replace_current(std::move(reread));
+}
+
 int config_save(xmlDocPtr doc)
 {
     trace_document(doc);

@@ -10,6 +10,10 @@
 // 0, or 6 (the set_setting error id) when the new file cannot be written or moved.
 int config_save(xmlDocPtr doc);
 
+// Drops the current document and parses the local configuration file again. A file that cannot
+// be parsed leaves the engine without a configuration: it ends with exit status 9.
+void config_reload_local();
+
 // Writes all `size` bytes, retrying partial writes: 0, or minus errno (errno is left set).
 int write_all(int fd, const void *data, size_t size);
 

@@ -13,7 +13,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 
 namespace
 {
@@ -93,13 +92,7 @@ int check_request(xmlNodePtr request, bool *deferred)
 // All or nothing: the accepted changes of a request that had a refused one are dropped too.
 int discard_changes(int error)
 {
-    config_release_current();
-    xml::doc_ptr reread = xml::parse_file(config_path(CONFIG_LOCAL));
-    if (!reread) {
-        log_msg(LOG_EMERG, "Unable to parse file '%s'\n", config_path(CONFIG_LOCAL));
-        std::exit(9);
-    }
-    config_replace_current(std::move(reread));
+    config_reload_local();
     return error;
 }
 

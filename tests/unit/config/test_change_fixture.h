@@ -21,6 +21,8 @@ inline std::string image_file(const std::string &path)
 
 inline const std::string image_local = image_file("/etc/vexa/db/local");
 inline const std::string image_cfd = image_file("/etc/vexa/db/cfd");
+inline const std::string image_schema =
+    std::string(VEXA_IMAGE) + "/usr/share/validation/set_setting.rng";
 
 // What a command handler returned and wrote.
 struct change_result {
@@ -34,11 +36,9 @@ class config_change : public ::testing::Test
     explicit config_change(const std::string &local = image_local) : files(local, image_cfd)
     {
         EXPECT_EQ(files.load(), 0);
-        schema = std::string(VEXA_IMAGE) + "/usr/share/validation/set_setting.rng";
         custom = dir().file("config_custom.rci");
         certs = dir().file("certs");
-        set_change_paths(
-            {.schema = schema.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+        use_schema(image_schema);
         EXPECT_EQ(pipe2(channel, O_NONBLOCK), 0);
         to_parent_fd = channel[1];
     }
@@ -50,6 +50,12 @@ class config_change : public ::testing::Test
         close(channel[1]);
     }
 
+    void use_schema(const std::string &path)
+    {
+        schema = path;
+        set_change_paths(
+            {.schema = schema.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+    }
     const scratch_dir &dir() const { return files.dir(); }
     std::string local() const { return dir().file("local"); }
     std::string worklog() const { return read_file(dir().file("generate_list")); }

@@ -113,16 +113,11 @@ TEST_F(WriteDom, ErrorsBeforeTheMergeChangeNothing)
         "<set_setting action=\"deferred\"><error id=\"3\"><desc>Unable to read new values</desc>"
         "</error></set_setting>");
 
-    std::string missing = dir().file("none.rng");
-    set_change_paths(
-        {.schema = missing.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+    use_schema(dir().file("none.rng"));
     EXPECT_EQ(change("<set_setting><dns/></set_setting>").reply, error(8));
-    std::string broken = dir().write("broken.rng", "<grammar");
-    set_change_paths(
-        {.schema = broken.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+    use_schema(dir().write("broken.rng", "<grammar"));
     EXPECT_EQ(change("<set_setting><dns/></set_setting>").result, -8);
-    set_change_paths(
-        {.schema = schema.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
+    use_schema(image_schema);
 
     std::remove(dir().file("generate_list").c_str());
     EXPECT_EQ(change("<set_setting><dns><primary>1.1.1.1</primary></dns></set_setting>").reply,
@@ -326,8 +321,7 @@ TEST(WriteDomDeath, UnreadableLocalFileDuringRollbackEndsTheEngine)
     log_capture log;
     config_files files("", image_cfd);
     ASSERT_EQ(files.load(), 0) << "runs on a copy of the defaults";
-    std::string schema = std::string(VEXA_IMAGE) + "/usr/share/validation/set_setting.rng";
-    set_change_paths({.schema = schema.c_str(), .custom_defaults = "", .certs = ""});
+    set_change_paths({.schema = image_schema.c_str(), .custom_defaults = "", .certs = ""});
     const std::string request =
         "<set_setting><system><serial_number>X</serial_number></system></set_setting>";
     xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
