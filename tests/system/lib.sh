@@ -8,7 +8,8 @@ set -uo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 device=$repo/scripts/device
 test_name=$(basename "$0" .sh)
-export VEXA_DEVICE=${VEXA_DEVICE:-sys-$test_name}
+# The pid in the name keeps two runs of the same test (two developers, two builds) apart.
+export VEXA_DEVICE=${VEXA_DEVICE:-sys-$test_name-$$}
 state=$repo/.device/$VEXA_DEVICE
 checks_failed=0
 checks_passed=0
@@ -54,6 +55,14 @@ device_down() {
 dev_exec() { "$device" exec -- "$@"; }
 
 dev_log() { "$device" log; }
+
+# rci_reply REQUEST [RCI OPTIONS...]: the daemon's reply to one request sent with the gateway's rci
+# (--cloud sends it as the cloud connector).
+rci_reply() {
+    local request=$1
+    shift
+    printf '%s' "$request" | "$device" rci "$@" -
+}
 
 # wait_until SECONDS CMD...: 0 as soon as CMD succeeds, 1 when the time is over.
 wait_until() {
