@@ -1,6 +1,7 @@
 #include "supervisor/channel.h"
 
 #include "base/log.h"
+#include "supervisor/log_errno.h"
 
 #include <pthread.h>
 #include <unistd.h>
@@ -33,10 +34,7 @@ void write_message(const unsigned char *bytes, size_t count)
     do {
         written = write(to_parent_fd, bytes, count);
     } while (written < 0 && errno == EINTR);
-    if (written < 0) {
-        int err = errno;
-        log_msg(LOG_CRIT, "Write to parent failed! %d (%s)", err, strerror(err));
-    }
+    if (written < 0) log_errno(LOG_CRIT, "Write to parent failed! %d (%s)");
 }
 
 void send_locked(char letter, size_t length, const void *payload)
@@ -73,10 +71,7 @@ ssize_t parent_read(void *buf, size_t size)
     do {
         count = read(from_parent_fd, buf, size);
     } while (count < 0 && errno == EINTR);
-    if (count < 0) {
-        int err = errno;
-        log_msg(LOG_CRIT, "Read from parent failed! %d (%s)", err, strerror(err));
-    }
+    if (count < 0) log_errno(LOG_CRIT, "Read from parent failed! %d (%s)");
     return count;
 }
 

@@ -20,4 +20,5 @@ void parent_send_data(char letter, size_t length, const void *payload);
 ssize_t parent_read(void *buf, size_t size);
 // Sends a message and reads its answer as one exchange under channel_mutex, so that each waiting
 // thread reads the answer to its own letter. Returns parent_read's count.
-ssize_t parent_request(int letter, size_t length, const void *payload, void *answer, size_t answer_size);
+ssize_t parent_request(int letter, size_t length, const void *payload, void *answer,
+                       size_t answer_size);
