@@ -5,6 +5,7 @@
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,13 +30,15 @@ int check_identity()
     return 0;
 }
 
+// Close-on-exec: no command that either process runs may hold an end of the channel, where it
+// could write letters to the parent or keep the engine from seeing the parent go.
 int open_pipes(int parent_pipe[2], int child_pipe[2])
 {
-    if (pipe(parent_pipe) != 0) {
+    if (pipe2(parent_pipe, O_CLOEXEC) != 0) {
         log_errno(LOG_CRIT, "Could not create parent pipe: errno %d (%s)\n");
         return -1;
     }
-    if (pipe(child_pipe) != 0) {
+    if (pipe2(child_pipe, O_CLOEXEC) != 0) {
         log_errno(LOG_CRIT, "Could not create child pipe: errno %d (%s)\n");
         return -1;
     }
