@@ -16,27 +16,6 @@
 namespace msgbus
 {
 
-unique_fd &unique_fd::operator=(unique_fd &&other) noexcept
-{
-    if (this != &other) {
-        if (fd_ >= 0) close(fd_);
-        fd_ = other.release();
-    }
-    return *this;
-}
-
-unique_fd::~unique_fd()
-{
-    if (fd_ >= 0) close(fd_);
-}
-
-int unique_fd::release()
-{
-    int fd = fd_;
-    fd_ = -1;
-    return fd;
-}
-
 deadline deadline_after_ms(int timeout_ms)
 {
     if (timeout_ms < 0) return std::nullopt;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "frame.h"
+#include "unique_fd.h"
 
 #include <chrono>
 #include <cstddef>
@@ -13,25 +14,6 @@
 
 namespace msgbus
 {
-
-// Owns one file descriptor.
-class unique_fd
-{
-  public:
-    unique_fd() = default;
-    explicit unique_fd(int fd) : fd_(fd) {}
-    unique_fd(unique_fd &&other) noexcept : fd_(other.release()) {}
-    unique_fd &operator=(unique_fd &&other) noexcept;
-    unique_fd(const unique_fd &) = delete;
-    unique_fd &operator=(const unique_fd &) = delete;
-    ~unique_fd();
-
-    int get() const { return fd_; }
-    int release();
-
-  private:
-    int fd_ = -1;
-};
 
 using clock = std::chrono::steady_clock;
 // No deadline means waiting without limit.
