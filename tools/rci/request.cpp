@@ -1,0 +1,113 @@
+#include "request.h"
+
+#include "output.h"
+#include "stats.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+using steady = std::chrono::steady_clock;
+
+// Operations of the daemon's endpoint that this tool's modes use.
+constexpr int op_rci = 0;
+constexpr int op_write_config = 5;
+constexpr int op_read_config = 6;
+
+struct free_deleter {
+    void operator()(char *text) const { std::free(text); }
+};
+
+struct reply {
+    int result = 0;
+    std::unique_ptr<char, free_deleter> text;
+    size_t length = 0;
+};
+
+int operation(const rci_options &options)
+{
+    switch (options.mode) {
+    case rci_mode::read:
+        return op_read_config;
+    case rci_mode::write:
+        return op_write_config;
+    case rci_mode::op:
+        return options.op;
+    default:
+        return op_rci;
+    }
+}
+
+int build_payload(const rci_options &options, std::string &payload)
+{
+    if (options.mode == rci_mode::read) {
+        payload.assign(1, static_cast<char>(options.selector));
+        payload += options.xpath;
+        return 0;
+    }
+    if (options.mode == rci_mode::op && options.input.empty()) return 0;
+    return read_input(options.input.empty() ? "-" : options.input, payload);
+}
+
+int exchange(msgbus_client *client, int op, uint32_t tag, const std::string &payload,
+             int timeout_ms, reply &out)
+{
+    char *text = nullptr;
+    int sent = msgbus_request(client, op, tag, payload.data(), payload.size(), nullptr, 0,
+                              &out.result, &text, &out.length, timeout_ms);
+    out.text.reset(text);
+    return sent;
+}
+
+// Sends the request options.repeat times; the last reply stays in `last`.
+int send_all(msgbus_client *client, const rci_options &options, const std::string &payload,
+             reply &last)
+{
+    std::vector<double> round_trips;
+    round_trips.reserve(static_cast<size_t>(options.repeat));
+    auto start = steady::now();
+    for (long i = 0; i < options.repeat; ++i) {
+        auto sent_at = steady::now();
+        uint32_t tag = options.tag + static_cast<uint32_t>(i);
+        if (exchange(client, operation(options), tag, payload, options.timeout_ms, last) < 0)
+            return -1;
+        std::chrono::duration<double, std::micro> took = steady::now() - sent_at;
+        round_trips.push_back(took.count());
+    }
+    if (options.repeat > 1) {
+        std::chrono::duration<double> total = steady::now() - start;
+        round_trip_stats stats = summarize(round_trips, total.count());
+        std::fprintf(stderr, "%s\n", format_stats(stats).c_str());
+    }
+    return 0;
+}
+
+} // namespace
+
+int run_request(msgbus_client *client, const rci_options &options)
+{
+    std::string payload;
+    int got = build_payload(options, payload);
+    if (got < 0) {
+        std::fprintf(stderr, "rci: cannot read %s: %s\n", options.input.c_str(), strerror(-got));
+        return 1;
+    }
+    reply last;
+    if (send_all(client, options, payload, last) < 0) {
+        std::fprintf(stderr, "rci: no reply: %s\n", strerror(errno));
+        return 1;
+    }
+    if (options.mode == rci_mode::op) std::printf("result %d\n", last.result);
+    print_reply(last.text.get(), last.length, options.pretty);
+    std::fflush(stdout);
+    if (options.mode == rci_mode::op || last.result >= 0) return 0;
+    std::fprintf(stderr, "result %d\n", last.result);
+    return 1;
+}
