@@ -5,7 +5,7 @@
 
 #include <sys/stat.h>
 
-#include <type_traits>
+#include <string>
 
 namespace
 {
@@ -25,15 +25,8 @@ void append_error(xmlBufferPtr errors, const char *message, const char *hint)
     reply_error(errors, 7, escaped ? xml::chars(escaped.get()) : "", hint);
 }
 
-void on_validation_error(void *context, error_ref error)
+void report(xmlBufferPtr errors, const xmlNode *node, const char *message)
 {
-    auto errors = static_cast<xmlBufferPtr>(context);
-    if (!error) {
-        log_msg(LOG_ERR, "No Error returned in Validation Error Callback\n");
-        return;
-    }
-    const char *message = error->message ? error->message : "";
-    auto node = static_cast<const xmlNode *>(error->node);
     if (node && node->name) {
         const char *name = xml::chars(node->name);
         trace("RCI set_setting validation failed on node <%s>: %s\n", name, message);
@@ -44,6 +37,41 @@ void on_validation_error(void *context, error_ref error)
         log_msg(LOG_ERR, "RCI set_setting validation failed: %s\n", message);
         append_error(errors, message, nullptr);
     }
+}
+
+void on_validation_error(void *context, error_ref error)
+{
+    if (!error) {
+        log_msg(LOG_ERR, "No Error returned in Validation Error Callback\n");
+        return;
+    }
+    report(static_cast<xmlBufferPtr>(context), static_cast<const xmlNode *>(error->node),
+           error->message ? error->message : "");
+}
+
+bool refuse_if_reference(xmlBufferPtr errors, const xmlNode *element, const xmlNode *node)
+{
+    if (node->type != XML_ENTITY_REF_NODE) return false;
+    std::string message =
+        "Entity reference &" + std::string(xml::chars(node->name)) + "; is not accepted\n";
+    report(errors, element, message.c_str());
+    return true;
+}
+
+// Requests are parsed without loading or expanding entities, so a reference stays a reference,
+// and its declaration stays behind in the request: merged into the configuration it would make
+// the saved file unreadable. Such requests are refused, wherever the reference stands.
+bool refuse_references(xmlBufferPtr errors, xmlNodePtr element)
+{
+    bool found = false;
+    for (xmlAttrPtr attr = element->properties; attr; attr = attr->next)
+        for (xmlNodePtr part = attr->children; part; part = part->next)
+            found |= refuse_if_reference(errors, element, part);
+    for (xmlNodePtr child = element->children; child; child = child->next) {
+        found |= refuse_if_reference(errors, element, child);
+        if (child->type == XML_ELEMENT_NODE) found |= refuse_references(errors, child);
+    }
+    return found;
 }
 
 // Problems in the grammar itself are the device maker's, not the client's: traced only.
@@ -94,7 +122,8 @@ int validate_request(xmlNodePtr request, const char *schema, xmlBufferPtr errors
     xml::relaxng_valid_ptr context(xmlRelaxNGNewValidCtxt(grammar.get()));
     if (!context) return 7;
     xmlRelaxNGSetValidStructuredErrors(context.get(), on_validation_error, errors);
-    if (validate_element(context.get(), request) != 1) return 7;
+    bool valid = validate_element(context.get(), request) == 1;
+    if (refuse_references(errors, request) || !valid) return 7;
     log_msg(LOG_INFO, "Validation of RCI set_setting request successful\n");
     return 0;
 }

@@ -163,6 +163,15 @@ TEST_F(WriteDom, SchemaViolationsReportEachLibraryMessage)
         "<hint>tcp_serial</hint></error></set_setting>");
     EXPECT_EQ(log.all().size() - logged_before, 3u);
 
+    // Entity references would reach the saved file without their declaration.
+    r = change("<!DOCTYPE set_setting [<!ENTITY a \"x\"><!ENTITY two \"2\">]><set_setting><system>"
+               "<contact>&a;</contact></system><tcp_serial index=\"&two;\"/></set_setting>");
+    EXPECT_EQ(r.result, -7);
+    EXPECT_EQ(r.reply,
+              "<set_setting><error id=\"7\"><desc>Entity reference &amp;a; is not accepted\n</desc>"
+              "<hint>contact</hint></error><error id=\"7\"><desc>Entity reference &amp;two; is not "
+              "accepted\n</desc><hint>tcp_serial</hint></error></set_setting>");
+
     // A value far beyond any setting's length is refused, never cut.
     std::string huge(1 << 20, 'x');
     r = change("<set_setting><system><description>" + huge +
