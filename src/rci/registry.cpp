@@ -1,7 +1,6 @@
 #include "rci/registry.h"
 
-#include <pthread.h>
-
+#include <mutex>
 #include <new>
 #include <string>
 #include <vector>
@@ -17,24 +16,17 @@ struct registry_entry {
     msgbus_peer peer;
 };
 
-// Recursive from the start, so the registry is usable even before registry_init has run.
-pthread_mutex_t registry_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+// Recursive, so that a forward function called under it may use the registry itself.
+std::recursive_mutex registry_mutex;
 std::unique_ptr<registry_entry> registry_head;
 
-class registry_lock
-{
-  public:
-    registry_lock() { pthread_mutex_lock(&registry_mutex); }
-    ~registry_lock() { pthread_mutex_unlock(&registry_mutex); }
-    registry_lock(const registry_lock &) = delete;
-    registry_lock &operator=(const registry_lock &) = delete;
-};
+using registry_lock = std::lock_guard<std::recursive_mutex>;
 
 // Unlinks every entry for which `matches` holds. Entries are released one at a time, so a long
 // list never recurses through the owners' destructors.
 template <typename Match> void unlink_matching(Match matches)
 {
-    registry_lock lock;
+    registry_lock lock(registry_mutex);
     std::unique_ptr<registry_entry> *link = &registry_head;
     while (*link) {
         if (matches(**link)) {
@@ -73,7 +65,7 @@ void registry_init()
 int registry_add(const char *name, registry_forward forward, msgbus_peer peer)
 {
     // One hold covers the search and the insertion, so two adds of a name cannot both succeed.
-    registry_lock lock;
+    registry_lock lock(registry_mutex);
     if (name_taken(name)) return REGISTRY_TAKEN;
     std::unique_ptr<registry_entry> entry = make_entry(name, forward, peer);
     if (!entry) return REGISTRY_NO_MEMORY;
@@ -97,7 +89,7 @@ void registry_remove_peer(msgbus_peer peer)
 
 forward_reply registry_call(const char *name, const char *payload, size_t length)
 {
-    registry_lock lock;
+    registry_lock lock(registry_mutex);
     // A forward call may remove entries (a peer that closes while it is being called), so the
     // walk runs over a copy of the matches, never over the list itself.
     std::vector<registry_entry> matches;

@@ -23,7 +23,7 @@ using registry_forward = forward_reply (*)(const char *name, const char *payload
 
 enum registry_result : int { REGISTRY_ADDED = 0, REGISTRY_TAKEN = -1, REGISTRY_NO_MEMORY = -2 };
 
-// Empties the registry and (re)creates its recursive mutex. Called before any other thread uses it.
+// Empties the registry; the engine calls it before the listener thread starts.
 void registry_init();
 // Adds `name` unless any peer holds it already (REGISTRY_TAKEN).
 int registry_add(const char *name, registry_forward forward, msgbus_peer peer);
