@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -23,8 +24,9 @@ std::atomic<long> flood_ms{-1};
 namespace
 {
 
-std::mutex removals_lock;
+std::mutex removals_lock; // guards removals and names
 std::map<msgbus_peer, int> removals;
+std::map<std::string, msgbus_peer> names;
 std::atomic<int> idles{0};
 
 long ms_since(std::chrono::steady_clock::time_point start)
@@ -63,6 +65,23 @@ void reply_with(msgbus_peer peer, int op, uint32_t tag, const void *data, size_t
     msgbus_send(peer, op, tag, 0, data, length, nullptr, 0);
 }
 
+void answer_rci(msgbus_peer peer, int op, uint32_t tag, const char *payload, size_t length)
+{
+    std::string text(payload, length);
+    if (text.starts_with("fail:"))
+        msgbus_send(peer, op, tag, -9, text.data() + 5, text.size() - 5, nullptr, 0);
+    else
+        msgbus_send(peer, op, tag, static_cast<int>(length), payload, length, nullptr, 0);
+}
+
+void register_name(msgbus_peer peer, uint32_t tag, const char *name)
+{
+    std::lock_guard hold(removals_lock);
+    bool taken = std::string(name) == "taken";
+    if (!taken) names[name] = peer;
+    msgbus_send(peer, op_register, tag, taken ? -1 : 0, nullptr, 0, nullptr, 0);
+}
+
 void handle(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload, size_t length)
 {
     struct msgbus_credentials credentials {
@@ -73,6 +92,12 @@ void handle(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload,
         ++removals[peer];
         return;
     }
+    case op_rci:
+    case op_write:
+    case op_read:
+        return answer_rci(peer, op, tag, static_cast<const char *>(payload), length);
+    case op_register:
+        return register_name(peer, tag, static_cast<const char *>(payload));
     case op_echo:
         msgbus_send(peer, op, tag, static_cast<int>(length), payload, length, nullptr, 0);
         return;
@@ -118,22 +143,21 @@ void start()
     static std::once_flag once;
     std::call_once(once, [] {
         setenv("MSGBUS_DIR", bus_dir().c_str(), 1);
-        std::thread([] { msgbus_listen(endpoint, handle, nullptr, 1, count_idle); }).detach();
-        std::string socket_path = bus_dir() + "/" + endpoint;
-        wait_for([&] { return access(socket_path.c_str(), F_OK) == 0; });
+        // Reachable by another account, for clients that change identity.
+        chmod(scratch_dir().c_str(), 0755);
+        for (const char *name : {endpoint, daemon_endpoint}) {
+            std::thread([name] { msgbus_listen(name, handle, nullptr, 1, count_idle); }).detach();
+            std::string socket_path = bus_dir() + "/" + name;
+            wait_for([&] { return access(socket_path.c_str(), F_OK) == 0; });
+        }
         std::atexit([] { std::system(("rm -rf '" + scratch_dir() + "'").c_str()); });
     });
 }
 
-client_ptr connect_client()
+client_ptr connect_client(const char *name)
 {
     start();
-    return client_ptr(msgbus_connect(endpoint));
-}
-
-raw_fd::~raw_fd()
-{
-    if (fd >= 0) close(fd);
+    return client_ptr(msgbus_connect(name));
 }
 
 int removal_count(msgbus_peer peer)
@@ -141,6 +165,13 @@ int removal_count(msgbus_peer peer)
     std::lock_guard hold(removals_lock);
     auto found = removals.find(peer);
     return found == removals.end() ? 0 : found->second;
+}
+
+msgbus_peer registered(const std::string &name)
+{
+    std::lock_guard hold(removals_lock);
+    auto found = names.find(name);
+    return found == names.end() ? 0 : found->second;
 }
 
 int idle_count()
@@ -180,17 +211,14 @@ msgbus_peer whoami(msgbus_client *client)
     return peer;
 }
 
-int raw_connect()
+msgbus::unique_fd raw_connect()
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::string path = bus_dir() + "/" + endpoint;
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
-        close(fd);
-        return -1;
-    }
+    msgbus::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (connect(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) fd.reset(-1);
     return fd;
 }
 

@@ -5,6 +5,7 @@
 
 #include "frame.h"
 #include "msgbus.h"
+#include "unique_fd.h"
 
 #include <atomic>
 #include <chrono>
@@ -19,7 +20,11 @@ namespace harness
 
 // Operations of the test endpoint.
 enum test_op : int {
+    op_rci = 0,          // like op_echo; a payload "fail:TEXT" answers TEXT with result -9
+    op_register = 2,     // payload: a name; "taken" is refused with -1
     op_echo = 4,         // reply: both parts back, result = payload length
+    op_write = 5,        // like op_rci
+    op_read = 6,         // like op_rci
     op_credentials = 20, // reply: the peer's msgbus_credentials
     op_whoami = 21,      // reply: the peer's handle
     op_call = 22,        // payload call_order: msgbus_call another peer; reply: call_outcome + text
@@ -41,13 +46,17 @@ struct call_outcome {
 };
 
 constexpr const char *endpoint = "test";
+// The same operations under the daemon's endpoint name, for the command-line client.
+constexpr const char *daemon_endpoint = "vexacs";
 
-// Starts the endpoint (once per process) in a scratch bus folder, idle period one second.
+// Starts both endpoints (once per process) in a scratch bus folder, idle period one second.
 void start();
 const std::string &bus_dir();
 
 int removal_count(msgbus_peer peer);
 int idle_count();
+// The peer that registered `name`, or 0.
+msgbus_peer registered(const std::string &name);
 extern std::atomic<int> flood_result;
 extern std::atomic<int> flood_errno;
 extern std::atomic<long> flood_ms;
@@ -60,17 +69,8 @@ struct client_closer {
     void operator()(msgbus_client *client) const { msgbus_disconnect(client); }
 };
 using client_ptr = std::unique_ptr<msgbus_client, client_closer>;
-// Starts the endpoint and connects to it.
-client_ptr connect_client();
-
-// Closes a raw socket on scope exit.
-struct raw_fd {
-    int fd;
-    explicit raw_fd(int value) : fd(value) {}
-    ~raw_fd();
-    raw_fd(const raw_fd &) = delete;
-    raw_fd &operator=(const raw_fd &) = delete;
-};
+// Starts the endpoints and connects to one of them.
+client_ptr connect_client(const char *name = endpoint);
 
 // A request on a fresh or given client; the reply text, result in *result.
 std::string ask(msgbus_client *client, int op, const std::string &payload, int *result,
@@ -78,7 +78,7 @@ std::string ask(msgbus_client *client, int op, const std::string &payload, int *
 msgbus_peer whoami(msgbus_client *client);
 
 // Raw socket access, for clients that misbehave.
-int raw_connect();
+msgbus::unique_fd raw_connect();
 // Writes all bytes without raising SIGPIPE; negative when the server has closed.
 int raw_write(int fd, const void *bytes, size_t count);
 int raw_send(int fd, msgbus::frame_kind kind, int op, uint32_t tag, const std::string &part1,

@@ -133,11 +133,11 @@ TEST(bus_server, a_lying_or_oversized_frame_closes_only_its_own_connection)
     std::memset(&garbage, 'A', sizeof garbage);
 
     for (const wire_header &head : {lying, oversized, garbage}) {
-        raw_fd raw(raw_connect());
-        ASSERT_GE(raw.fd, 0);
-        ASSERT_EQ(raw_write(raw.fd, &head, sizeof head), 0);
-        raw_write(raw.fd, "abc", 3); // the server may already have closed
-        EXPECT_TRUE(closed_by_server(raw.fd));
+        msgbus::unique_fd raw = raw_connect();
+        ASSERT_GE(raw.get(), 0);
+        ASSERT_EQ(raw_write(raw.get(), &head, sizeof head), 0);
+        raw_write(raw.get(), "abc", 3); // the server may already have closed
+        EXPECT_TRUE(closed_by_server(raw.get()));
         EXPECT_TRUE(echo_works(good.get()));
     }
 }
@@ -145,11 +145,11 @@ TEST(bus_server, a_lying_or_oversized_frame_closes_only_its_own_connection)
 TEST(bus_server, a_client_stalled_mid_frame_does_not_hold_the_others)
 {
     client_ptr good = connect_client();
-    raw_fd slow(raw_connect());
+    msgbus::unique_fd slow = raw_connect();
     wire_header head;
     msgbus::make_header(frame_kind::request, op_echo, 9, 0, 5, 0, head);
     std::string frame_bytes = std::string(reinterpret_cast<char *>(&head), sizeof head) + "hello";
-    ASSERT_EQ(raw_write(slow.fd, frame_bytes.data(), 10), 0);
+    ASSERT_EQ(raw_write(slow.get(), frame_bytes.data(), 10), 0);
 
     auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i)
@@ -157,12 +157,12 @@ TEST(bus_server, a_client_stalled_mid_frame_does_not_hold_the_others)
     EXPECT_LT(elapsed_ms(start), 1000);
 
     for (size_t at = 10; at < frame_bytes.size(); ++at) {
-        ASSERT_EQ(raw_write(slow.fd, &frame_bytes[at], 1), 0);
+        ASSERT_EQ(raw_write(slow.get(), &frame_bytes[at], 1), 0);
         std::this_thread::sleep_for(2ms);
     }
     frame_reader reader;
     frame reply;
-    ASSERT_TRUE(raw_read(slow.fd, reader, reply));
+    ASSERT_TRUE(raw_read(slow.get(), reader, reply));
     EXPECT_TRUE(reply.is_reply());
     EXPECT_EQ(reply.head.tag, 9u);
     EXPECT_EQ(std::string(reply.payload(), reply.length()), "hello");
@@ -252,28 +252,28 @@ TEST(bus_server, calls_reach_a_serving_client_time_out_and_ignore_late_answers)
 TEST(bus_server, requests_arriving_during_a_call_are_served_after_it)
 {
     client_ptr asker = connect_client();
-    raw_fd callee(raw_connect());
+    msgbus::unique_fd callee = raw_connect();
     frame_reader reader;
     frame got;
-    ASSERT_EQ(raw_send(callee.fd, frame_kind::request, op_whoami, 1, ""), 0);
-    ASSERT_TRUE(raw_read(callee.fd, reader, got));
+    ASSERT_EQ(raw_send(callee.get(), frame_kind::request, op_whoami, 1, ""), 0);
+    ASSERT_TRUE(raw_read(callee.get(), reader, got));
     msgbus_peer target;
     std::memcpy(&target, got.payload(), sizeof target);
 
     std::string text;
     call_outcome outcome{};
     std::thread asking([&] { outcome = call_through(asker.get(), target, 1, 3000, &text); });
-    ASSERT_TRUE(raw_read(callee.fd, reader, got));
+    ASSERT_TRUE(raw_read(callee.get(), reader, got));
     EXPECT_FALSE(got.is_reply());
     EXPECT_EQ(got.head.op, MSGBUS_OP_FORWARD);
     EXPECT_EQ(std::string(got.part2(), got.head.length2), "hello");
-    ASSERT_EQ(raw_send(callee.fd, frame_kind::request, op_echo, 5, "queued"), 0);
-    ASSERT_EQ(raw_send(callee.fd, frame_kind::reply, 1, got.head.tag, "answer"), 0);
+    ASSERT_EQ(raw_send(callee.get(), frame_kind::request, op_echo, 5, "queued"), 0);
+    ASSERT_EQ(raw_send(callee.get(), frame_kind::reply, 1, got.head.tag, "answer"), 0);
     asking.join();
     EXPECT_EQ(outcome.result, 0);
     EXPECT_EQ(text, "answer");
 
-    ASSERT_TRUE(raw_read(callee.fd, reader, got));
+    ASSERT_TRUE(raw_read(callee.get(), reader, got));
     EXPECT_TRUE(got.is_reply());
     EXPECT_EQ(got.head.tag, 5u);
     EXPECT_EQ(std::string(got.payload(), got.length()), "queued");
@@ -282,15 +282,15 @@ TEST(bus_server, requests_arriving_during_a_call_are_served_after_it)
 TEST(bus_server, a_client_that_never_reads_is_dropped_within_the_send_bound)
 {
     client_ptr good = connect_client();
-    raw_fd deaf(raw_connect());
-    ASSERT_EQ(raw_send(deaf.fd, frame_kind::request, op_whoami, 1, ""), 0);
+    msgbus::unique_fd deaf = raw_connect();
+    ASSERT_EQ(raw_send(deaf.get(), frame_kind::request, op_whoami, 1, ""), 0);
     frame_reader reader;
     frame got;
-    ASSERT_TRUE(raw_read(deaf.fd, reader, got));
+    ASSERT_TRUE(raw_read(deaf.get(), reader, got));
     msgbus_peer peer;
     std::memcpy(&peer, got.payload(), sizeof peer);
 
-    ASSERT_EQ(raw_send(deaf.fd, frame_kind::request, op_flood, 2, ""), 0);
+    ASSERT_EQ(raw_send(deaf.get(), frame_kind::request, op_flood, 2, ""), 0);
     ASSERT_TRUE(wait_for([] { return flood_ms >= 0; }, 10s));
     EXPECT_EQ(flood_result, -1);
     EXPECT_EQ(flood_errno, ETIMEDOUT);
@@ -356,12 +356,12 @@ TEST(bus_client, a_request_times_out_and_the_connection_stays_usable)
     EXPECT_TRUE(echo_works(client.get()));
 
     // A reply nobody asked for is dropped without closing the connection.
-    raw_fd raw(raw_connect());
-    ASSERT_EQ(raw_send(raw.fd, frame_kind::reply, op_echo, 3, "unasked"), 0);
-    ASSERT_EQ(raw_send(raw.fd, frame_kind::request, op_echo, 4, "asked"), 0);
+    msgbus::unique_fd raw = raw_connect();
+    ASSERT_EQ(raw_send(raw.get(), frame_kind::reply, op_echo, 3, "unasked"), 0);
+    ASSERT_EQ(raw_send(raw.get(), frame_kind::request, op_echo, 4, "asked"), 0);
     frame_reader reader;
     frame got;
-    ASSERT_TRUE(raw_read(raw.fd, reader, got));
+    ASSERT_TRUE(raw_read(raw.get(), reader, got));
     EXPECT_EQ(got.head.tag, 4u);
     EXPECT_EQ(std::string(got.payload(), got.length()), "asked");
 }
