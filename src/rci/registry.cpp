@@ -16,9 +16,19 @@ struct registry_entry {
     msgbus_peer peer;
 };
 
-// Recursive, so that a forward function called under it may use the registry itself.
-std::recursive_mutex registry_mutex;
-std::unique_ptr<registry_entry> registry_head;
+struct registry_state {
+    // Recursive, so that a forward function called under it may use the registry itself.
+    std::recursive_mutex registry_mutex;
+    std::unique_ptr<registry_entry> head;
+};
+
+// Never destroyed: the listener thread serves until the process ends and may still remove a
+// closed peer's names while the exiting thread runs the static destructors.
+registry_state &registry()
+{
+    static registry_state *const state = new registry_state;
+    return *state;
+}
 
 using registry_lock = std::lock_guard<std::recursive_mutex>;
 
@@ -26,8 +36,8 @@ using registry_lock = std::lock_guard<std::recursive_mutex>;
 // list never recurses through the owners' destructors.
 template <typename Match> void unlink_matching(Match matches)
 {
-    registry_lock lock(registry_mutex);
-    std::unique_ptr<registry_entry> *link = &registry_head;
+    registry_lock lock(registry().registry_mutex);
+    std::unique_ptr<registry_entry> *link = &registry().head;
     while (*link) {
         if (matches(**link)) {
             std::unique_ptr<registry_entry> gone = std::move(*link);
@@ -40,7 +50,7 @@ template <typename Match> void unlink_matching(Match matches)
 
 bool name_taken(const char *name)
 {
-    for (registry_entry *entry = registry_head.get(); entry; entry = entry->next.get())
+    for (registry_entry *entry = registry().head.get(); entry; entry = entry->next.get())
         if (entry->name == name) return true;
     return false;
 }
@@ -65,12 +75,12 @@ void registry_init()
 int registry_add(const char *name, registry_forward forward, msgbus_peer peer)
 {
     // One hold covers the search and the insertion, so two adds of a name cannot both succeed.
-    registry_lock lock(registry_mutex);
+    registry_lock lock(registry().registry_mutex);
     if (name_taken(name)) return REGISTRY_TAKEN;
     std::unique_ptr<registry_entry> entry = make_entry(name, forward, peer);
     if (!entry) return REGISTRY_NO_MEMORY;
-    entry->next = std::move(registry_head);
-    registry_head = std::move(entry);
+    entry->next = std::move(registry().head);
+    registry().head = std::move(entry);
     return REGISTRY_ADDED;
 }
 
@@ -89,11 +99,11 @@ void registry_remove_peer(msgbus_peer peer)
 
 forward_reply registry_call(const char *name, const char *payload, size_t length)
 {
-    registry_lock lock(registry_mutex);
+    registry_lock lock(registry().registry_mutex);
     // A forward call may remove entries (a peer that closes while it is being called), so the
     // walk runs over a copy of the matches, never over the list itself.
     std::vector<registry_entry> matches;
-    for (registry_entry *entry = registry_head.get(); entry; entry = entry->next.get())
+    for (registry_entry *entry = registry().head.get(); entry; entry = entry->next.get())
         if (entry->name == name) matches.push_back({nullptr, {}, entry->forward, entry->peer});
     for (const registry_entry &match : matches)
         if (forward_reply reply = match.forward(name, payload, length, match.peer)) return reply;

@@ -58,6 +58,8 @@ class endpoint : public ::testing::Environment
         pelk_reserve_targets();
         std::thread([] { msgbus_listen("vexacs", probe_handler, nullptr, 30, [] {}); }).detach();
     }
+    // While the store exists: at exit its static owner may go before this environment does.
+    void TearDown() override { config_unload(); }
     scratch_dir dir;
     config_files files{current, defaults};
 };
