@@ -95,15 +95,21 @@ long frame_reader::needed()
 std::span<char> frame_reader::room()
 {
     long need = needed();
-    if (need < 0) return {};
-    if (begin_ == end_) begin_ = end_ = 0;
+    if (need < 0)
+        return {};
+    if (begin_ == end_)
+        begin_ = end_ = 0;
     size_t want = static_cast<size_t>(need) + 1; // the zero byte after the parts
-    if (begin_ + want > buf_.size() && begin_ > 0) {
+    // The buffer grows with the bytes that have arrived, not with what the header announces: a
+    // peer that announces a large message and stalls holds no more memory than it sent.
+    size_t target = std::max(std::min(want, std::max(read_chunk, 2 * buffered())), buffered() + 1);
+    if (begin_ + target > buf_.size() && begin_ > 0) {
         std::memmove(buf_.data(), buf_.data() + begin_, buffered());
         end_ -= begin_;
         begin_ = 0;
     }
-    if (want > buf_.size()) buf_.resize(std::max(want, read_chunk));
+    if (target > buf_.size())
+        buf_.resize(target);
     return {buf_.data() + end_, buf_.size() - end_};
 }
 

@@ -125,8 +125,14 @@ TEST(frame_reader, refuses_a_lying_or_oversized_header_before_allocating_its_par
     }
 }
 
-TEST(frame_reader, keeps_the_following_frame_and_releases_large_buffers)
+TEST(frame_reader, grows_with_what_arrives_keeps_what_follows_and_releases_large_buffers)
 {
+    frame_reader stalled;
+    std::vector<frame> none;
+    std::string announced = encode(frame_kind::request, 0, 1, std::string(8 << 20, 'a'), "");
+    ASSERT_EQ(feed(stalled, announced.substr(0, 100), 100, none), 0);
+    EXPECT_LT(stalled.room().size(), 64u * 1024u);
+
     std::string large(2 * 1024 * 1024, 'L');
     std::string stream = encode(frame_kind::request, 0, 1, large, "") +
                          encode(frame_kind::request, 4, 2, "ping", "");
