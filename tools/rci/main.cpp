@@ -51,6 +51,9 @@ int main(int argc, char *argv[])
     // A reader that goes away (a closed pipe, an answer command that stops reading) is an error
     // to report, not a reason to die.
     signal(SIGPIPE, SIG_IGN);
+    // The input is read with the caller's own rights, before any change of identity.
+    std::string payload;
+    if (options.mode != rci_mode::serve && build_payload(options, payload)) return 1;
     if (options.cloud && become_cloud_connector()) return 1;
     std::unique_ptr<msgbus_client, client_closer> client(msgbus_connect(endpoint));
     if (!client) {
@@ -59,5 +62,5 @@ int main(int argc, char *argv[])
         return 1;
     }
     if (options.mode == rci_mode::serve) return run_serve(client.get(), options);
-    return run_request(client.get(), options);
+    return run_request(client.get(), options, payload);
 }

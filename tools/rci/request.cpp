@@ -45,17 +45,6 @@ int operation(const rci_options &options)
     }
 }
 
-int build_payload(const rci_options &options, std::string &payload)
-{
-    if (options.mode == rci_mode::read) {
-        payload.assign(1, static_cast<char>(options.selector));
-        payload += options.xpath;
-        return 0;
-    }
-    if (options.mode == rci_mode::op && options.input.empty()) return 0;
-    return read_input(options.input.empty() ? "-" : options.input, payload);
-}
-
 int exchange(msgbus_client *client, int op, uint32_t tag, const std::string &payload,
              int timeout_ms, reply &out)
 {
@@ -91,14 +80,22 @@ int send_all(msgbus_client *client, const rci_options &options, const std::strin
 
 } // namespace
 
-int run_request(msgbus_client *client, const rci_options &options)
+int build_payload(const rci_options &options, std::string &payload)
 {
-    std::string payload;
-    int got = build_payload(options, payload);
-    if (got < 0) {
-        std::fprintf(stderr, "rci: cannot read %s: %s\n", options.input.c_str(), strerror(-got));
-        return 1;
+    if (options.mode == rci_mode::read) {
+        payload.assign(1, static_cast<char>(options.selector));
+        payload += options.xpath;
+        return 0;
     }
+    if (options.mode == rci_mode::op && options.input.empty()) return 0;
+    std::string path = options.input.empty() ? "-" : options.input;
+    int got = read_input(path, payload);
+    if (got < 0) std::fprintf(stderr, "rci: cannot read %s: %s\n", path.c_str(), strerror(-got));
+    return got < 0 ? 1 : 0;
+}
+
+int run_request(msgbus_client *client, const rci_options &options, const std::string &payload)
+{
     reply last;
     if (send_all(client, options, payload, last) < 0) {
         std::fprintf(stderr, "rci: no reply: %s\n", strerror(errno));
