@@ -54,7 +54,9 @@ int msgbus_send(msgbus_peer peer, int op, uint32_t tag, int result, const void *
 /* Sends a message with operation `op` to a peer and waits up to `timeout_ms` for its answer.
  * On success *reply is a zero-terminated copy of the answer's payload (free() it) and the answer's
  * result code is returned; on failure a negative value with errno ETIMEDOUT (no answer in time),
- * ENOTCONN (peer gone) or EINVAL. `flags` is reserved (0). */
+ * ENOTCONN (peer gone) or EINVAL. `flags` is reserved (0). Must run on the thread that listens
+ * for that peer (from the handler): other requests arriving on the peer meanwhile are queued and
+ * handed to the handler after it returns; on any other thread the call fails with EINVAL. */
 int msgbus_call(msgbus_peer peer, int op, const void *part1, size_t length1, const void *part2,
                 size_t length2, char **reply, int flags, int timeout_ms);
 
