@@ -13,13 +13,16 @@ namespace
 
 std::atomic<uint32_t> last_call_tag{0};
 
-int send_to(connection &peer, frame_kind kind, int op, uint32_t tag, int result, const void *part1,
-            size_t length1, const void *part2, size_t length2)
+// Sends one message, giving up at `until` or after the bus's send timeout, whichever is first.
+int send_to(connection &peer, const deadline &until, frame_kind kind, int op, uint32_t tag,
+            int result, const void *part1, size_t length1, const void *part2, size_t length2)
 {
     if (peer.closing) return -ENOTCONN;
+    deadline bound = deadline_after_ms(send_timeout_ms);
+    if (until && *until < *bound) bound = until;
     std::lock_guard hold(peer.send_lock);
-    int sent = write_frame(peer.fd.get(), kind, op, tag, result, part1, length1, part2, length2,
-                           deadline_after_ms(send_timeout_ms));
+    int sent =
+        write_frame(peer.fd.get(), kind, op, tag, result, part1, length1, part2, length2, bound);
     if (sent == -ETIMEDOUT)
         bus_log("peer %u (pid %d) does not read, connection closed", peer.peer,
                 peer.credentials.pid);
@@ -34,10 +37,13 @@ int call_peer(connection &peer, int op, const void *part1, size_t length1, const
     if (peer.owner != std::this_thread::get_id())
         return -EINVAL; // only the listening thread may read the peer's stream
     uint32_t tag = ++last_call_tag;
-    int sent = send_to(peer, frame_kind::request, op, tag, 0, part1, length1, part2, length2);
+    // One deadline for the whole call: a peer that reads nothing cannot stretch it.
+    deadline until = deadline_after_ms(timeout_ms);
+    int sent =
+        send_to(peer, until, frame_kind::request, op, tag, 0, part1, length1, part2, length2);
     if (sent < 0) return sent;
     frame answer;
-    int got = await_reply(peer.fd.get(), peer.in, op, tag, deadline_after_ms(timeout_ms), answer);
+    int got = await_reply(peer.fd.get(), peer.in, op, tag, until, answer);
     if (got == -EPROTO)
         refuse_peer(peer);
     else if (got < 0 && got != -ETIMEDOUT)
@@ -58,7 +64,8 @@ extern "C" int msgbus_send(msgbus_peer peer, int op, uint32_t tag, int result, c
 {
     connection_ptr found = find_peer(peer);
     if (!found) return fail(-ENOTCONN);
-    int sent = send_to(*found, frame_kind::reply, op, tag, result, part1, length1, part2, length2);
+    int sent = send_to(*found, std::nullopt, frame_kind::reply, op, tag, result, part1, length1,
+                       part2, length2);
     return sent < 0 ? fail(sent) : 0;
 }
 
