@@ -1,6 +1,6 @@
 // Latency of a one-setting change (validation, merge, worklog, save, move) on the image's
 // configuration and on a configuration of 200 groups, with the parts that dominate it measured
-// alone in the same run: reading the grammar, and the move command.
+// alone in the same run: reading the grammar, the whole save, and the move command.
 #include "base/log.h"
 #include "base/xml.h"
 #include "config/config.h"
@@ -101,6 +101,15 @@ void BM_SchemaParse(benchmark::State &state)
     }
 }
 
+// Writing the new file, flushing it, moving it and flushing the folder.
+void BM_ConfigSave(benchmark::State &state)
+{
+    config_files files(configuration(0), "<config><dns/></config>");
+    files.load();
+    for (auto _ : state)
+        if (config_save(config_current()) != 0) state.SkipWithError("save failed");
+}
+
 void BM_MoveCommand(benchmark::State &state)
 {
     scratch_dir dir;
@@ -118,6 +127,7 @@ void BM_MoveCommand(benchmark::State &state)
 BENCHMARK(BM_OneSettingChangeImage)->Unit(benchmark::kMillisecond)->Iterations(400);
 BENCHMARK(BM_OneSettingChange200Groups)->Unit(benchmark::kMillisecond)->Iterations(400);
 BENCHMARK(BM_SchemaParse)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConfigSave)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MoveCommand)->Unit(benchmark::kMillisecond);
 
 // Prints, after the usual table, the share of a change spent reading the grammar and moving the
@@ -138,6 +148,8 @@ class share_reporter : public benchmark::ConsoleReporter
         double change = per_iteration_["BM_OneSettingChangeImage/iterations:400"];
         if (change <= 0) return;
         std::printf("schema parse / change = %.2f\n", per_iteration_["BM_SchemaParse"] / change);
+        std::printf("save (write, flush, move) / change = %.2f\n",
+                    per_iteration_["BM_ConfigSave"] / change);
         std::printf("move command / change = %.2f\n", per_iteration_["BM_MoveCommand"] / change);
     }
 
