@@ -134,6 +134,16 @@ check_local_access() {
         "$(printf '<set_setting><dns>' | dev_exec rci --write - 2>&1 >/dev/null)"
 }
 
+# The grammar is plain RelaxNG: the standard tool reads it and judges as the daemon does.
+check_grammar_with_xmllint() {
+    local as_request='sed "s#<config>#<set_setting>#; s#</config>#</set_setting>#" /etc/vexa/db/cfd >/tmp/r.xml'
+    check_status "xmllint admits the defaults as a request" 0 dev_exec sh -c \
+        "$as_request && xmllint --noout --relaxng /usr/share/validation/set_setting.rng /tmp/r.xml"
+    check_status "xmllint refuses a wrong value" 3 dev_exec sh -c \
+        "echo '<set_setting><snmp><port>0</port></snmp></set_setting>' >/tmp/r.xml &&
+         xmllint --noout --relaxng /usr/share/validation/set_setting.rng /tmp/r.xml"
+}
+
 # Runs last: the engine cannot roll back without its local file and ends.
 check_lost_local_file() {
     dev_exec rm /etc/vexa/db/local
@@ -149,6 +159,7 @@ check_refusals
 check_hostile
 check_file_faults
 check_local_access
+check_grammar_with_xmllint
 check_lost_local_file
 device_down
 

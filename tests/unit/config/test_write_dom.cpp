@@ -1,5 +1,6 @@
 #include "config/local_access.h"
 #include "config/save.h"
+#include "config/validation.h"
 #include "config/worklog.h"
 #include "rci/rci.h"
 #include "test_change_fixture.h"
@@ -337,4 +338,36 @@ TEST(WriteDomDeath, UnreadableLocalFileDuringRollbackEndsTheEngine)
     EXPECT_EXIT(write_dom(nullptr, xmlDocGetRootElement(doc.get()), "python", 1),
                 ::testing::ExitedWithCode(9), "");
     set_change_paths(device_change_paths);
+}
+
+TEST(SetSettingGrammar, AdmitsTheImagesConfigurationAndRefusesWrongValues)
+{
+    log_capture log;
+    xml::buffer_ptr errors(xmlBufferCreate());
+    auto validate = [&](std::string groups) {
+        std::string text = "<set_setting>" + groups + "</set_setting>";
+        xml::doc_ptr doc = xml::parse_memory(text.data(), static_cast<int>(text.size()));
+        return doc ? validate_request(xmlDocGetRootElement(doc.get()), image_schema.c_str(),
+                                      errors.get())
+                   : -1;
+    };
+    for (const std::string &stored : {image_local, image_cfd}) {
+        std::string::size_type from = stored.find("<config>") + 8, to = stored.rfind("</config>");
+        EXPECT_EQ(validate(stored.substr(from, to - from)), 0)
+            << xml::chars(xmlBufferContent(errors.get()));
+    }
+    for (const char *wrong :
+         {"<tcp_serial><port>0</port></tcp_serial>", "<snmp><port>65536</port></snmp>",
+          "<tcp_serial index=\"0\"/>", "<ethernet><power>On</power></ethernet>",
+          "<interface name=\"eth0\"><mtu>10</mtu></interface>",
+          "<interface name=\"eth0\"><ip>1.2.3</ip></interface>",
+          "<interface name=\"eth9\"><dhcp>on</dhcp></interface>",
+          "<interface><dhcp>on</dhcp></interface>",
+          "<dns><primary>8.8.8.8</primary><primary>8.8.4.4</primary></dns>",
+          "<serial><baud>1234</baud></serial>", "<wireless><country>usa</country></wireless>",
+          "<wireless><psk>short</psk></wireless>",
+          "<static_position><latitude>91</latitude></static_position>",
+          "<system><serial_number>lower</serial_number></system>", "<dns><tertiary/></dns>",
+          "<radio/>"})
+        EXPECT_EQ(validate(wrong), 7) << wrong;
 }
