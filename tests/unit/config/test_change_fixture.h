@@ -14,15 +14,9 @@
 
 #include <string>
 
-inline std::string image_file(const std::string &path)
-{
-    return read_file(std::string(VEXA_IMAGE) + path);
-}
-
-inline const std::string image_local = image_file("/etc/vexa/db/local");
-inline const std::string image_cfd = image_file("/etc/vexa/db/cfd");
-inline const std::string image_schema =
-    std::string(VEXA_IMAGE) + "/usr/share/validation/set_setting.rng";
+inline const std::string image_local = read_file(VEXA_IMAGE "/etc/vexa/db/local");
+inline const std::string image_cfd = read_file(VEXA_IMAGE "/etc/vexa/db/cfd");
+inline const std::string image_schema = VEXA_IMAGE "/usr/share/validation/set_setting.rng";
 
 // What a command handler returned and wrote.
 struct change_result {
@@ -56,6 +50,15 @@ class config_change : public ::testing::Test
         set_change_paths(
             {.schema = schema.c_str(), .custom_defaults = custom.c_str(), .certs = certs.c_str()});
     }
+    // What `handler(reply, root of the parsed request)` returned and wrote.
+    template <class Handler> static change_result call(const std::string &request, Handler handler)
+    {
+        xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
+        EXPECT_TRUE(doc) << request;
+        xml::buffer_ptr reply(xmlBufferCreate());
+        int result = handler(reply.get(), xmlDocGetRootElement(doc.get()));
+        return {result, xml::chars(xmlBufferContent(reply.get()))};
+    }
     const scratch_dir &dir() const { return files.dir(); }
     std::string local() const { return dir().file("local"); }
     std::string worklog() const { return read_file(dir().file("generate_list")); }
@@ -64,8 +67,7 @@ class config_change : public ::testing::Test
     std::string letters()
     {
         std::string sent;
-        char c;
-        while (read(channel[0], &c, 1) == 1)
+        for (char c; read(channel[0], &c, 1) == 1;)
             sent += c;
         return sent;
     }
