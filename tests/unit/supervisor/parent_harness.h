@@ -16,54 +16,36 @@
 #include <vector>
 
 // Commands the parent asked to run, in order; the reboot pause shows as "pause N". A command
-// that starts with a prefix given to answer() gets that raw system() value, others 0.
-class command_recorder
-{
-  public:
+// that starts with a prefix given to answer() gets that raw system() value, others 0. The loop
+// may run on a thread of its own while the test looks.
+struct command_recorder {
+    static inline std::mutex lock;
+    static inline std::vector<std::string> commands;
+    static inline std::vector<std::pair<std::string, int>> answers;
+
     static std::vector<std::string> taken()
     {
-        std::lock_guard lock(mutex());
-        return state().commands;
+        std::lock_guard hold(lock);
+        return commands;
     }
     static void answer(const std::string &prefix, int raw)
     {
-        std::lock_guard lock(mutex());
-        state().answers.emplace_back(prefix, raw);
-    }
-    static void clear()
-    {
-        std::lock_guard lock(mutex());
-        state() = {};
+        std::lock_guard hold(lock);
+        answers.emplace_back(prefix, raw);
     }
     static int run(const char *command)
     {
-        std::lock_guard lock(mutex());
-        state().commands.emplace_back(command);
-        for (const auto &[prefix, raw] : state().answers)
+        std::lock_guard hold(lock);
+        commands.emplace_back(command);
+        for (const auto &[prefix, raw] : answers)
             if (std::string_view(command).starts_with(prefix)) return raw;
         return 0;
     }
     static unsigned pause(unsigned seconds)
     {
-        std::lock_guard lock(mutex());
-        state().commands.push_back("pause " + std::to_string(seconds));
+        std::lock_guard hold(lock);
+        commands.push_back("pause " + std::to_string(seconds));
         return 0;
-    }
-
-  private:
-    struct recorded {
-        std::vector<std::string> commands;
-        std::vector<std::pair<std::string, int>> answers;
-    };
-    static recorded &state()
-    {
-        static recorded store;
-        return store;
-    }
-    static std::mutex &mutex()
-    {
-        static std::mutex lock;
-        return lock;
     }
 };
 
@@ -75,12 +57,11 @@ class parent_harness
         (void)!pipe(to_parent_);
         (void)!pipe(to_engine_);
         fcntl(to_engine_[0], F_SETFL, O_NONBLOCK);
-        ntp_path_ = dir_.file("chronyd.pid");
-        saved_hooks_ = root_hooks;
         root_hooks = {.command_runner = command_recorder::run,
                       .pause = command_recorder::pause,
                       .ntp_pid_path = ntp_path_.c_str()};
-        command_recorder::clear();
+        command_recorder::commands.clear();
+        command_recorder::answers.clear();
         setenv("VEXA_SIM_DIR", dir_.path().c_str(), 1);
         stop_requested = 0;
         child_changed = 0;
@@ -91,13 +72,10 @@ class parent_harness
         for (int fd : {to_parent_[0], to_parent_[1], to_engine_[0], to_engine_[1]})
             if (fd >= 0) close(fd);
     }
-    parent_harness(const parent_harness &) = delete;
-    parent_harness &operator=(const parent_harness &) = delete;
 
     void send(std::string_view bytes) { (void)!write(to_parent_[1], bytes.data(), bytes.size()); }
-    int engine_end() const { return to_parent_[1]; }
-    void close_engine_end() { close_fd(to_parent_[1]); }
-    void close_answer_reader() { close_fd(to_engine_[0]); }
+    void close_engine_end() { close(std::exchange(to_parent_[1], -1)); }
+    void close_answer_reader() { close(std::exchange(to_engine_[0], -1)); }
     parent_link link(pid_t engine = 0) const
     {
         return {.from_engine = to_parent_[0], .to_engine = to_engine_[1], .engine = engine};
@@ -117,20 +95,11 @@ class parent_harness
         return count > 0 ? std::string(buf, static_cast<size_t>(count)) : "";
     }
     const scratch_dir &dir() const { return dir_; }
-    const std::string &ntp_path() const { return ntp_path_; }
 
   private:
-    static void close_fd(int &fd)
-    {
-        close(fd);
-        fd = -1;
-    }
-
     scratch_dir dir_;
-    std::string ntp_path_;
-    parent_hooks saved_hooks_{};
+    std::string ntp_path_ = dir_.file("chronyd.pid");
+    parent_hooks saved_hooks_ = root_hooks;
     int to_parent_[2] = {-1, -1};
     int to_engine_[2] = {-1, -1};
 };
-
-inline const std::string generate_line = "/usr/bin/python /etc/vexa/generate/generate.pyc";
