@@ -1,8 +1,9 @@
 #include "bus_harness.h"
 
+#include <gtest/gtest.h>
+
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -10,31 +11,24 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace harness
 {
 
-std::atomic<int> flood_result{1};
-std::atomic<int> flood_errno{0};
+std::atomic<int> flood_errno{-1};
 std::atomic<long> flood_ms{-1};
+std::atomic<int> idles{0};
 
 namespace
 {
 
-std::mutex removals_lock; // guards removals and names
+std::mutex seen_lock; // guards removals and names
 std::map<msgbus_peer, int> removals;
 std::map<std::string, msgbus_peer> names;
-std::atomic<int> idles{0};
-
-long ms_since(std::chrono::steady_clock::time_point start)
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                 start)
-        .count();
-}
+msgbus_idle count_idle = [] { ++idles; };
 
 void run_call(msgbus_peer peer, uint32_t tag, const void *payload, size_t length)
 {
@@ -43,8 +37,8 @@ void run_call(msgbus_peer peer, uint32_t tag, const void *payload, size_t length
     char *reply = nullptr;
     auto start = std::chrono::steady_clock::now();
     errno = 0;
-    int result = msgbus_call(order.target, order.op, "svc", 4, order.text, std::strlen(order.text),
-                             &reply, 0, order.timeout_ms);
+    int result =
+        msgbus_call(order.target, order.op, "svc", 4, "hello", 5, &reply, 0, order.timeout_ms);
     call_outcome outcome{.result = result, .error = errno, .elapsed_ms = ms_since(start)};
     std::string text = reply ? reply : "";
     std::free(reply);
@@ -53,88 +47,41 @@ void run_call(msgbus_peer peer, uint32_t tag, const void *payload, size_t length
 
 void flood(msgbus_peer peer, uint32_t tag)
 {
-    std::vector<char> big(12u * 1024 * 1024, 'x');
+    std::string big(12u * 1024 * 1024, 'x');
     auto start = std::chrono::steady_clock::now();
-    flood_result = msgbus_send(peer, op_flood, tag, 0, big.data(), big.size(), nullptr, 0);
-    flood_errno = errno;
+    int sent = msgbus_send(peer, op_flood, tag, 0, big.data(), big.size(), nullptr, 0);
+    flood_errno = sent < 0 ? errno : 0;
     flood_ms = ms_since(start);
-}
-
-void reply_with(msgbus_peer peer, int op, uint32_t tag, const void *data, size_t length)
-{
-    msgbus_send(peer, op, tag, 0, data, length, nullptr, 0);
-}
-
-void answer_rci(msgbus_peer peer, int op, uint32_t tag, const char *payload, size_t length)
-{
-    std::string text(payload, length);
-    if (text.starts_with("fail:"))
-        msgbus_send(peer, op, tag, -9, text.data() + 5, text.size() - 5, nullptr, 0);
-    else
-        msgbus_send(peer, op, tag, static_cast<int>(length), payload, length, nullptr, 0);
-}
-
-void register_name(msgbus_peer peer, uint32_t tag, const char *name)
-{
-    std::lock_guard hold(removals_lock);
-    bool taken = std::string(name) == "taken";
-    if (!taken) names[name] = peer;
-    msgbus_send(peer, op_register, tag, taken ? -1 : 0, nullptr, 0, nullptr, 0);
 }
 
 void handle(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload, size_t length)
 {
-    struct msgbus_credentials credentials {
-    };
-    switch (op) {
-    case MSGBUS_OP_PEER_REMOVED: {
-        std::lock_guard hold(removals_lock);
-        ++removals[peer];
-        return;
+    if (op == op_call) return run_call(peer, tag, payload, length);
+    if (op == op_flood) return flood(peer, tag);
+    const char *bytes = static_cast<const char *>(payload);
+    struct msgbus_credentials credentials = {};
+    std::string reply;
+    if (op == op_echo) reply.assign(bytes, length);
+    if (op == op_whoami) reply.assign(reinterpret_cast<const char *>(&peer), sizeof peer);
+    if (op == op_credentials && msgbus_credentials(peer, &credentials) == 0)
+        reply.assign(reinterpret_cast<const char *>(&credentials), sizeof credentials);
+    {
+        std::lock_guard hold(seen_lock);
+        if (op == MSGBUS_OP_PEER_REMOVED) ++removals[peer];
+        if (op == op_register) names[bytes] = peer;
     }
-    case op_rci:
-    case op_write:
-    case op_read:
-        return answer_rci(peer, op, tag, static_cast<const char *>(payload), length);
-    case op_register:
-        return register_name(peer, tag, static_cast<const char *>(payload));
-    case op_echo:
-        msgbus_send(peer, op, tag, static_cast<int>(length), payload, length, nullptr, 0);
-        return;
-    case op_credentials:
-        msgbus_credentials(peer, &credentials);
-        return reply_with(peer, op, tag, &credentials, sizeof credentials);
-    case op_whoami:
-        return reply_with(peer, op, tag, &peer, sizeof peer);
-    case op_call:
-        return run_call(peer, tag, payload, length);
-    case op_flood:
-        return flood(peer, tag);
-    default:
-        return;
-    }
-}
-
-void count_idle()
-{
-    ++idles;
-}
-
-const std::string &scratch_dir()
-{
-    static const std::string dir = [] {
-        char pattern[] = "/tmp/msgbus-test-XXXXXX";
-        return std::string(mkdtemp(pattern));
-    }();
-    return dir;
+    if (op != MSGBUS_OP_PEER_REMOVED && op != op_silent)
+        msgbus_send(peer, op, tag, static_cast<int>(reply.size()), reply.data(), reply.size(),
+                    nullptr, 0);
 }
 
 } // namespace
 
 const std::string &bus_dir()
 {
-    // A folder below the scratch one: the listener must create it.
-    static const std::string dir = scratch_dir() + "/run/msgbus";
+    // Two levels below a scratch folder: the listener must create them.
+    static const std::string dir =
+        std::string(mkdtemp(std::string("/tmp/msgbus-test-XXXXXX").data())) + "/run/msgbus";
     return dir;
 }
 
@@ -143,14 +90,18 @@ void start()
     static std::once_flag once;
     std::call_once(once, [] {
         setenv("MSGBUS_DIR", bus_dir().c_str(), 1);
-        // Reachable by another account, for clients that change identity.
-        chmod(scratch_dir().c_str(), 0755);
         for (const char *name : {endpoint, daemon_endpoint}) {
-            std::thread([name] { msgbus_listen(name, handle, nullptr, 1, count_idle); }).detach();
-            std::string socket_path = bus_dir() + "/" + name;
-            wait_for([&] { return access(socket_path.c_str(), F_OK) == 0; });
+            std::thread(msgbus_listen, name, handle, nullptr, 1, count_idle).detach();
+            // Its socket file appears at bind(), before the endpoint listens: only a connection
+            // shows that it serves.
+            if (!wait_for([name] { return client_ptr(msgbus_connect(name)) != nullptr; }))
+                ADD_FAILURE() << "endpoint " << name << " does not come up";
         }
-        std::atexit([] { std::system(("rm -rf '" + scratch_dir() + "'").c_str()); });
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(
+                std::filesystem::path(bus_dir()).parent_path().parent_path(), ignored);
+        });
     });
 }
 
@@ -162,21 +113,20 @@ client_ptr connect_client(const char *name)
 
 int removal_count(msgbus_peer peer)
 {
-    std::lock_guard hold(removals_lock);
-    auto found = removals.find(peer);
-    return found == removals.end() ? 0 : found->second;
+    std::lock_guard hold(seen_lock);
+    return removals.contains(peer) ? removals[peer] : 0;
 }
 
 msgbus_peer registered(const std::string &name)
 {
-    std::lock_guard hold(removals_lock);
-    auto found = names.find(name);
-    return found == names.end() ? 0 : found->second;
+    std::lock_guard hold(seen_lock);
+    return names.contains(name) ? names[name] : 0;
 }
 
-int idle_count()
+long ms_since(std::chrono::steady_clock::time_point start)
 {
-    return idles;
+    auto elapsed = std::chrono::steady_clock::now() - start;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
 }
 
 bool wait_for(const std::function<bool()> &done, std::chrono::milliseconds limit)
@@ -211,12 +161,24 @@ msgbus_peer whoami(msgbus_client *client)
     return peer;
 }
 
+call_outcome call_through(msgbus_client *client, msgbus_peer target, int op, int timeout_ms,
+                          std::string *text)
+{
+    call_order order{.target = target, .op = op, .timeout_ms = timeout_ms};
+    int result = -1;
+    *text = ask(client, op_call, std::string(reinterpret_cast<char *>(&order), sizeof order),
+                &result, timeout_ms + 2000);
+    call_outcome outcome{.result = -100, .error = 0, .elapsed_ms = -1};
+    if (text->size() < sizeof outcome) return outcome;
+    std::memcpy(&outcome, text->data(), sizeof outcome);
+    text->erase(0, sizeof outcome);
+    return outcome;
+}
+
 msgbus::unique_fd raw_connect()
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::string path = bus_dir() + "/" + endpoint;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    (bus_dir() + "/" + endpoint).copy(address.sun_path, sizeof address.sun_path - 1);
     msgbus::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) fd.reset(-1);
     return fd;
@@ -227,13 +189,11 @@ int raw_write(int fd, const void *bytes, size_t count)
     return send(fd, bytes, count, MSG_NOSIGNAL) == static_cast<ssize_t>(count) ? 0 : -1;
 }
 
-int raw_send(int fd, msgbus::frame_kind kind, int op, uint32_t tag, const std::string &part1,
-             const std::string &part2)
+int raw_send(int fd, msgbus::frame_kind kind, int op, uint32_t tag, const std::string &part1)
 {
     msgbus::wire_header head;
-    if (msgbus::make_header(kind, op, tag, 0, part1.size(), part2.size(), head) < 0) return -1;
-    std::string bytes(reinterpret_cast<const char *>(&head), sizeof head);
-    bytes += part1 + part2;
+    if (msgbus::make_header(kind, op, tag, 0, part1.size(), 0, head) < 0) return -1;
+    std::string bytes = std::string(reinterpret_cast<const char *>(&head), sizeof head) + part1;
     return raw_write(fd, bytes.data(), bytes.size());
 }
 
@@ -249,12 +209,6 @@ bool raw_read(int fd, msgbus::frame_reader &reader, msgbus::frame &out, int time
         reader.filled(static_cast<size_t>(count));
     }
     return taken > 0;
-}
-
-int open_fd_count()
-{
-    auto entries = std::filesystem::directory_iterator("/proc/self/fd");
-    return static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 
 } // namespace harness
