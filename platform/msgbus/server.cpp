@@ -5,13 +5,16 @@
 #include "address.h"
 #include "peers.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <vector>
 
 namespace msgbus
@@ -175,22 +178,26 @@ void server::idle_if_due()
 }
 
 // The socket file of a dead server is removed; a live one keeps its endpoint.
-int claim_path(const sockaddr_un &address)
+// A lock on "<socket>.lock", held for the server's lifetime, tells a live endpoint from a
+// leftover socket file; probing the socket cannot, since a server that has bound but not yet
+// listened refuses connections like a dead one.
+int claim_path(const sockaddr_un &address, unique_fd &lock)
 {
-    unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (probe.get() < 0) return -errno;
-    if (connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
-        return -EADDRINUSE;
+    std::string lock_path = std::string(address.sun_path) + ".lock";
+    unique_fd fd(open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (fd.get() < 0) return -errno;
+    if (flock(fd.get(), LOCK_EX | LOCK_NB) < 0) return errno == EWOULDBLOCK ? -EADDRINUSE : -errno;
     if (unlink(address.sun_path) < 0 && errno != ENOENT) return -errno;
+    lock = std::move(fd);
     return 0;
 }
 
-int open_endpoint(const char *endpoint, unique_fd &out)
+int open_endpoint(const char *endpoint, unique_fd &out, unique_fd &lock)
 {
     sockaddr_un address;
     int ok = endpoint_address(endpoint, address);
     if (ok == 0) ok = make_bus_dir();
-    if (ok == 0) ok = claim_path(address);
+    if (ok == 0) ok = claim_path(address, lock);
     if (ok < 0) return ok;
     unique_fd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (listener.get() < 0 ||
@@ -212,8 +219,8 @@ extern "C" int msgbus_listen(const char *endpoint, msgbus_handler handler, void 
                              int idle_seconds, msgbus_idle idle)
 {
     if (!handler) return fail(-EINVAL);
-    unique_fd listener;
-    int opened = open_endpoint(endpoint, listener);
+    unique_fd listener, lock;
+    int opened = open_endpoint(endpoint, listener, lock);
     if (opened < 0) return fail(opened);
     server loop(std::move(listener), handler, arg, idle_seconds, idle);
     return fail(loop.run());
