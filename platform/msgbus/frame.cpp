@@ -95,10 +95,8 @@ long frame_reader::needed()
 std::span<char> frame_reader::room()
 {
     long need = needed();
-    if (need < 0)
-        return {};
-    if (begin_ == end_)
-        begin_ = end_ = 0;
+    if (need < 0) return {};
+    if (begin_ == end_) begin_ = end_ = 0;
     size_t want = static_cast<size_t>(need) + 1; // the zero byte after the parts
     // The buffer grows with the bytes that have arrived, not with what the header announces: a
     // peer that announces a large message and stalls holds no more memory than it sent.
@@ -108,8 +106,7 @@ std::span<char> frame_reader::room()
         end_ -= begin_;
         begin_ = 0;
     }
-    if (target > buf_.size())
-        buf_.resize(target);
+    if (target > buf_.size()) buf_.resize(target);
     return {buf_.data() + end_, buf_.size() - end_};
 }
 

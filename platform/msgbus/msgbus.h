@@ -22,7 +22,8 @@ extern "C" {
 #define MSGBUS_OP_PEER_REMOVED (-2)
 /* Operation of a call from the server to a client that serves a target name. */
 #define MSGBUS_OP_FORWARD 1
-/* Largest message accepted: header plus both parts. A larger or lying frame closes the connection. */
+/* Largest message accepted: header plus both parts. A larger or lying frame closes the connection.
+ */
 #define MSGBUS_MAX_MESSAGE (16u * 1024u * 1024u)
 
 typedef uint32_t msgbus_peer;
@@ -36,8 +37,8 @@ struct msgbus_credentials {
 
 /* Called for every message on the listening thread. `payload` is the concatenation of the
  * message's parts and stays valid until the handler returns. */
-typedef void (*msgbus_handler)(msgbus_peer peer, void *arg, int op, uint32_t tag, const void *payload,
-                               size_t length);
+typedef void (*msgbus_handler)(msgbus_peer peer, void *arg, int op, uint32_t tag,
+                               const void *payload, size_t length);
 /* Called on the listening thread after `idle_seconds` without any message. */
 typedef void (*msgbus_idle)(void);
 
@@ -48,8 +49,8 @@ int msgbus_listen(const char *endpoint, msgbus_handler handler, void *arg, int i
 
 /* Sends one message to a peer of the listening endpoint. Never blocks longer than the bus's send
  * timeout on a peer that does not read; such a peer is disconnected. */
-int msgbus_send(msgbus_peer peer, int op, uint32_t tag, int result, const void *part1, size_t length1,
-                const void *part2, size_t length2);
+int msgbus_send(msgbus_peer peer, int op, uint32_t tag, int result, const void *part1,
+                size_t length1, const void *part2, size_t length2);
 
 /* Sends a message with operation `op` to a peer and waits up to `timeout_ms` for its answer.
  * On success *reply is a zero-terminated copy of the answer's payload (free() it) and the answer's
@@ -75,8 +76,8 @@ void msgbus_disconnect(msgbus_client *client);
  * On success returns 0, *result holds the reply's result code and *reply a malloc'd,
  * zero-terminated copy of its payload (length in *reply_length). */
 int msgbus_request(msgbus_client *client, int op, uint32_t tag, const void *part1, size_t length1,
-                   const void *part2, size_t length2, int *result, char **reply, size_t *reply_length,
-                   int timeout_ms);
+                   const void *part2, size_t length2, int *result, char **reply,
+                   size_t *reply_length, int timeout_ms);
 
 /* Answers a forwarded call (operation 1): gets the target name and the payload, returns a
  * malloc'd reply text or NULL for no answer. */

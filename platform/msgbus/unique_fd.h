@@ -3,17 +3,18 @@
 
 #include <unistd.h>
 
-namespace msgbus {
+namespace msgbus
+{
 
-class unique_fd {
+class unique_fd
+{
   public:
     unique_fd() = default;
     explicit unique_fd(int fd) : fd_(fd) {}
     unique_fd(unique_fd &&other) noexcept : fd_(other.release()) {}
     unique_fd &operator=(unique_fd &&other) noexcept
     {
-        if (this != &other)
-            reset(other.release());
+        if (this != &other) reset(other.release());
         return *this;
     }
     unique_fd(const unique_fd &) = delete;
@@ -29,8 +30,7 @@ class unique_fd {
     }
     void reset(int fd)
     {
-        if (fd_ >= 0)
-            close(fd_);
+        if (fd_ >= 0) close(fd_);
         fd_ = fd;
     }
 

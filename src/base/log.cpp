@@ -5,7 +5,8 @@
 
 int debug_level = 0;
 
-namespace {
+namespace
+{
 log_sink current_sink = nullptr;
 }
 
@@ -35,8 +36,7 @@ void log_msg(int priority, const char *fmt, ...)
 
 void trace(const char *fmt, ...)
 {
-    if (debug_level == 0)
-        return;
+    if (debug_level == 0) return;
     va_list ap;
     va_start(ap, fmt);
     vprintf(fmt, ap);

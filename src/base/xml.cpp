@@ -1,11 +1,11 @@
 #include "base/xml.h"
 
-namespace xml {
+namespace xml
+{
 
 doc_ptr parse_memory(const char *text, int size)
 {
-    if (!text || size <= 0)
-        return nullptr;
+    if (!text || size <= 0) return nullptr;
     return doc_ptr(xmlReadMemory(text, size, nullptr, nullptr, safe_parse_options));
 }
 

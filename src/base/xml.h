@@ -11,7 +11,8 @@
 
 #include <memory>
 
-namespace xml {
+namespace xml
+{
 
 template <auto Free> struct deleter {
     template <typename T> void operator()(T *p) const { Free(p); }
@@ -40,8 +41,14 @@ doc_ptr parse_memory(const char *text, int size);
 // Parses a file of the device; nullptr when it is missing or not well-formed.
 doc_ptr parse_file(const char *path);
 
-inline const char *chars(const xmlChar *s) { return reinterpret_cast<const char *>(s); }
-inline const xmlChar *uchars(const char *s) { return reinterpret_cast<const xmlChar *>(s); }
+inline const char *chars(const xmlChar *s)
+{
+    return reinterpret_cast<const char *>(s);
+}
+inline const xmlChar *uchars(const char *s)
+{
+    return reinterpret_cast<const xmlChar *>(s);
+}
 inline bool name_is(const xmlNode *node, const char *name)
 {
     return node->name && xmlStrcmp(node->name, uchars(name)) == 0;

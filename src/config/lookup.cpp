@@ -4,12 +4,14 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
+namespace
+{
 
 bool untraced_path(const char *path)
 {
     // Connection settings of the cloud connector are never traced.
-    return std::strstr(path, "connectionEnabled") || std::strstr(path, "clientConnectionReconnectTimeout");
+    return std::strstr(path, "connectionEnabled") ||
+           std::strstr(path, "clientConnectionReconnectTimeout");
 }
 
 // The one element of the set that has exactly one child, or nullptr (with the trace why not).
@@ -32,7 +34,8 @@ xmlNodePtr single_valued_element(xmlNodeSetPtr set)
         return nullptr;
     }
     if (!node->children || node->children->next) {
-        trace(node->children ? "Multiple children! %s\n" : "No children! %s\n", xml::chars(node->name));
+        trace(node->children ? "Multiple children! %s\n" : "No children! %s\n",
+              xml::chars(node->name));
         return nullptr;
     }
     return node;
@@ -55,9 +58,9 @@ xml::text_ptr evaluate(int save, const char *xpath)
         trace("Unable to find %s in %s\n", xpath, config_select_path(save));
         return nullptr;
     }
-    xmlNodePtr node = result->type == XPATH_NODESET ? single_valued_element(result->nodesetval) : nullptr;
-    if (!node)
-        return nullptr;
+    xmlNodePtr node =
+        result->type == XPATH_NODESET ? single_valued_element(result->nodesetval) : nullptr;
+    if (!node) return nullptr;
     xml::text_ptr value(xmlNodeGetContent(node));
     if (value && debug_level > 0) {
         xml::text_ptr path(xmlGetNodePath(node));
@@ -72,15 +75,13 @@ xml::text_ptr evaluate(int save, const char *xpath)
 xml::text_ptr config_lookup(int save, const char *xpath)
 {
     xml::text_ptr value = evaluate(save, xpath);
-    if (!value)
-        trace("DID NOT FIND: %s\n", xpath);
+    if (!value) trace("DID NOT FIND: %s\n", xpath);
     return value;
 }
 
 int config_get_string(int save, const char *xpath, char *dst, size_t len)
 {
-    if (len == 0)
-        return config_lookup(save, xpath) ? 0 : -1;
+    if (len == 0) return config_lookup(save, xpath) ? 0 : -1;
     xml::text_ptr value = config_lookup(save, xpath);
     if (!value) {
         dst[0] = 0;
@@ -91,11 +92,11 @@ int config_get_string(int save, const char *xpath, char *dst, size_t len)
     return 0;
 }
 
-template <typename T, typename Convert> int get_number(int save, const char *xpath, T *out, Convert convert)
+template <typename T, typename Convert>
+int get_number(int save, const char *xpath, T *out, Convert convert)
 {
     xml::text_ptr value = config_lookup(save, xpath);
-    if (!value)
-        return -1;
+    if (!value) return -1;
     const char *text = xml::chars(value.get());
     char *end = nullptr;
     *out = static_cast<T>(convert(text, &end));
@@ -104,19 +105,20 @@ template <typename T, typename Convert> int get_number(int save, const char *xpa
 
 int config_get_int16(int save, const char *xpath, int16_t *out)
 {
-    return get_number(save, xpath, out, [](const char *s, char **end) { return std::strtol(s, end, 10); });
+    return get_number(save, xpath, out,
+                      [](const char *s, char **end) { return std::strtol(s, end, 10); });
 }
 
 int config_get_uint16(int save, const char *xpath, uint16_t *out)
 {
-    return get_number(save, xpath, out, [](const char *s, char **end) { return std::strtoul(s, end, 10); });
+    return get_number(save, xpath, out,
+                      [](const char *s, char **end) { return std::strtoul(s, end, 10); });
 }
 
 int config_get_enum(int save, const char *xpath, const char *const *table, int32_t *out)
 {
     xml::text_ptr value = config_lookup(save, xpath);
-    if (!value)
-        return -1;
+    if (!value) return -1;
     for (int32_t i = 0; table[i]; ++i) {
         if (std::strcmp(table[i], xml::chars(value.get())) == 0) {
             *out = i;
@@ -132,14 +134,14 @@ int config_get_bool(int save, const char *xpath, int32_t *out)
     return config_get_enum(save, xpath, off_on, out);
 }
 
-namespace {
+namespace
+{
 // Value of one hexadecimal digit, or -1 for any other character.
 int hex_digit(char c)
 {
     static constexpr char digits[] = "0123456789abcdefABCDEF";
     const char *at = c ? std::strchr(digits, c) : nullptr;
-    if (!at)
-        return -1;
+    if (!at) return -1;
     int pos = static_cast<int>(at - digits);
     return pos > 15 ? pos - 6 : pos;
 }
@@ -150,16 +152,13 @@ int hex_digit(char c)
 int config_get_hex(int save, const char *xpath, uint8_t *dst, size_t len)
 {
     xml::text_ptr value = config_lookup(save, xpath);
-    if (!value)
-        return -1;
+    if (!value) return -1;
     std::memset(dst, 0, len);
     const char *text = xml::chars(value.get());
-    if (text[0] == '0' && text[1] == 'x')
-        text += 2;
+    if (text[0] == '0' && text[1] == 'x') text += 2;
     for (size_t out = 0; out < len && text[0] && text[1]; ++out, text += 2) {
         int high = hex_digit(text[0]), low = hex_digit(text[1]);
-        if (high < 0 || low < 0)
-            return -1;
+        if (high < 0 || low < 0) return -1;
         dst[out] = static_cast<uint8_t>(high * 16 + low);
     }
     return 0;

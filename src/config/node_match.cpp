@@ -6,27 +6,25 @@
 const xmlChar *attr_text(const xmlNode *element, const char *name)
 {
     for (const xmlAttr *attr = element->properties; attr; attr = attr->next) {
-        if (xmlStrcmp(attr->name, xml::uchars(name)) != 0)
-            continue;
+        if (xmlStrcmp(attr->name, xml::uchars(name)) != 0) continue;
         const xmlNode *text = attr->children;
-        return text && text->type == XML_TEXT_NODE && text->content && text->content[0] ? text->content
-                                                                                          : nullptr;
+        return text && text->type == XML_TEXT_NODE && text->content && text->content[0]
+                   ? text->content
+                   : nullptr;
     }
     return nullptr;
 }
 
 static bool listed(xmlNodePtr node, const char *attribute, const char *source)
 {
-    if (node->type != XML_ELEMENT_NODE)
-        return false;
+    if (node->type != XML_ELEMENT_NODE) return false;
     const xmlChar *text = attr_text(node, attribute);
     return text && std::strstr(xml::chars(text), source);
 }
 
 int node_writable(xmlNodePtr node, const char *source)
 {
-    if (!listed(node, "ro", source))
-        return 1;
+    if (!listed(node, "ro", source)) return 1;
     if (debug_level > 0) {
         xml::text_ptr path(xmlGetNodePath(node));
         trace("Node %s NOT writable!\n", path ? xml::chars(path.get()) : "");
@@ -41,18 +39,20 @@ int node_readable(xmlNodePtr node, const char *source)
 
 int has_index_or_name(xmlNodePtr element)
 {
-    return xmlHasProp(element, xml::uchars("index")) || xmlHasProp(element, xml::uchars("name")) ? 1 : 0;
+    return xmlHasProp(element, xml::uchars("index")) || xmlHasProp(element, xml::uchars("name"))
+               ? 1
+               : 0;
 }
 
 int has_element_child(xmlNodePtr node)
 {
     for (xmlNodePtr child = node->children; child; child = child->next)
-        if (child->type == XML_ELEMENT_NODE)
-            return 1;
+        if (child->type == XML_ELEMENT_NODE) return 1;
     return 0;
 }
 
-namespace {
+namespace
+{
 
 bool same(const xmlChar *a, const xmlChar *b)
 {
@@ -63,8 +63,7 @@ bool same(const xmlChar *a, const xmlChar *b)
 bool first_instance_passes(xmlNodePtr stored)
 {
     const xmlChar *index = attr_text(stored, "index");
-    if (index)
-        return same(index, xml::uchars("1"));
+    if (index) return same(index, xml::uchars("1"));
     return !xmlHasProp(stored, xml::uchars("name"));
 }
 
@@ -73,8 +72,7 @@ bool attribute_passes(xmlNodePtr stored, const xmlAttr *attr, int rci_mode)
     const xmlChar *value = attr_text(attr->parent, xml::chars(attr->name));
     if (rci_mode && same(attr->name, xml::uchars("index")) && same(value, xml::uchars("1")))
         return first_instance_passes(stored);
-    if (!value)
-        return true;
+    if (!value) return true;
     const xmlChar *stored_value = attr_text(stored, xml::chars(attr->name));
     bool match = same(stored_value, value);
     trace(match ? "attr %s match.\n" : "attr %s NO match.\n", xml::chars(attr->name));
@@ -86,19 +84,18 @@ bool attribute_passes(xmlNodePtr stored, const xmlAttr *attr, int rci_mode)
 int xml_nodes_equal(xmlNodePtr stored, xmlNodePtr request, int rci_mode)
 {
     if (stored->type != request->type) {
-        trace("%s %s types differ.  No match.\n", xml::chars(stored->name), xml::chars(request->name));
+        trace("%s %s types differ.  No match.\n", xml::chars(stored->name),
+              xml::chars(request->name));
         return 0;
     }
     if (!stored->name || !request->name || xmlStrcmp(stored->name, request->name) != 0) {
         trace("%s %s No match.\n", xml::chars(stored->name), xml::chars(request->name));
         return 0;
     }
-    if (!stored->properties && !request->properties)
-        return 1;
+    if (!stored->properties && !request->properties) return 1;
     trace(rci_mode ? "xml_nodes_equal - rci_mode\n" : "xml_nodes_equal - normal mode\n");
     for (const xmlAttr *attr = request->properties; attr; attr = attr->next)
-        if (!attribute_passes(stored, attr, rci_mode))
-            return 0;
+        if (!attribute_passes(stored, attr, rci_mode)) return 0;
     trace("%s MATCH\n", xml::chars(stored->name));
     return 1;
 }

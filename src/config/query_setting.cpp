@@ -6,7 +6,8 @@
 
 #include <cstring>
 
-namespace {
+namespace
+{
 
 // The document that a query's `source` attribute names, or nullptr with the log line for an
 // unknown name (`known` tells the two apart).
@@ -14,9 +15,9 @@ xmlDocPtr query_document(xmlNodePtr request, bool *known)
 {
     *known = true;
     const xmlChar *source = request ? attr_text(request, "source") : nullptr;
-    if (!source || xmlStrEqual(source, xml::uchars("current")))
-        return config_current();
-    if (xmlStrEqual(source, xml::uchars("defaults")) || xmlStrEqual(source, xml::uchars("internal_defaults")))
+    if (!source || xmlStrEqual(source, xml::uchars("current"))) return config_current();
+    if (xmlStrEqual(source, xml::uchars("defaults")) ||
+        xmlStrEqual(source, xml::uchars("internal_defaults")))
         return config_defaults();
     log_msg(LOG_ERR, "Invalid source %s specified for read_dom\n", xml::chars(source));
     *known = false;
@@ -45,8 +46,7 @@ bool render_all_named(xmlBufferPtr buf, xmlNodePtr request, xmlNodePtr stored, c
 xmlNodePtr find_match(xmlNodePtr request, xmlNodePtr stored)
 {
     for (; stored; stored = stored->next)
-        if (xml_nodes_equal(stored, request, 1))
-            return stored;
+        if (xml_nodes_equal(stored, request, 1)) return stored;
     return nullptr;
 }
 
@@ -66,8 +66,7 @@ void descend(xmlBufferPtr buf, xmlNodePtr request, xmlNodePtr match, const char 
         walk(buf, request->children, match->children, source);
     } else {
         for (xmlNodePtr child = request->children; child; child = child->next)
-            if (child->type == XML_ELEMENT_NODE)
-                report_unknown(buf, child);
+            if (child->type == XML_ELEMENT_NODE) report_unknown(buf, child);
     }
     xmlBufferCCat(buf, "</");
     xmlBufferCat(buf, request->name);
@@ -79,12 +78,10 @@ void descend(xmlBufferPtr buf, xmlNodePtr request, xmlNodePtr match, const char 
 void walk(xmlBufferPtr buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source)
 {
     for (xmlNodePtr request = request_first; request; request = request->next) {
-        if (request->type != XML_ELEMENT_NODE)
-            continue;
+        if (request->type != XML_ELEMENT_NODE) continue;
         bool narrowed = has_element_child(request);
         if (!narrowed && !has_index_or_name(request)) {
-            if (!render_all_named(buf, request, stored_first, source))
-                report_unknown(buf, request);
+            if (!render_all_named(buf, request, stored_first, source)) report_unknown(buf, request);
             continue;
         }
         xmlNodePtr match = find_match(request, stored_first);
@@ -103,8 +100,7 @@ xml::buffer_ptr read_dom(xmlNodePtr request, const char *source)
 {
     bool known = false;
     xmlDocPtr doc = query_document(request, &known);
-    if (!known)
-        return nullptr;
+    if (!known) return nullptr;
     if (!doc) {
         log_msg(LOG_ERR, "Unable to get config for read_dom\n");
         return nullptr;

@@ -4,12 +4,12 @@
 
 #include <cstring>
 
-namespace {
+namespace
+{
 
 bool hidden(xmlNodePtr element, const char *source)
 {
-    if (!node_readable(element, source))
-        return true;
+    if (!node_readable(element, source)) return true;
     // Read-only settings are hidden from the cloud; local scripts see them.
     return std::strcmp(source, "nimbo") == 0 && !node_writable(element, source);
 }
@@ -21,11 +21,9 @@ bool access_attribute(const xmlNode *attr)
 
 void render_text(xmlBufferPtr buf, xmlNodePtr text)
 {
-    if (!text->content || !text->content[0])
-        return;
+    if (!text->content || !text->content[0]) return;
     xml::text_ptr encoded(xmlEncodeEntitiesReentrant(text->doc, text->content));
-    if (encoded)
-        xmlBufferCat(buf, encoded.get());
+    if (encoded) xmlBufferCat(buf, encoded.get());
 }
 
 void render_element(xmlBufferPtr buf, xmlNodePtr element, const char *source)
@@ -50,16 +48,13 @@ void render_element(xmlBufferPtr buf, xmlNodePtr element, const char *source)
 
 void render_node(xmlBufferPtr buf, xmlNodePtr node, const char *source)
 {
-    if (!node)
-        return;
+    if (!node) return;
     switch (node->type) {
     case XML_ELEMENT_NODE:
-        if (!hidden(node, source))
-            render_element(buf, node, source);
+        if (!hidden(node, source)) render_element(buf, node, source);
         break;
     case XML_ATTRIBUTE_NODE:
-        if (!access_attribute(node))
-            reply_attribute(buf, reinterpret_cast<xmlAttrPtr>(node));
+        if (!access_attribute(node)) reply_attribute(buf, reinterpret_cast<xmlAttrPtr>(node));
         break;
     case XML_TEXT_NODE:
         render_text(buf, node);

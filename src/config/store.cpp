@@ -3,7 +3,8 @@
 
 #include <cstdlib>
 
-namespace {
+namespace
+{
 
 struct store {
     config_paths paths = config_file_table;
@@ -41,8 +42,7 @@ int Config_init()
     xmlInitParser();
     xmlCheckVersion(20708);
     int result = config_load(config_file_table);
-    if (result == CONFIG_NONE)
-        std::exit(1);
+    if (result == CONFIG_NONE) std::exit(1);
     return result;
 }
 

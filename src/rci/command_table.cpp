@@ -4,7 +4,8 @@
 
 #include <cstring>
 
-namespace {
+namespace
+{
 
 // The RCI commands in lookup order; a new command is one row here and one handler.
 constexpr std::array rci_command_table{
@@ -19,7 +20,6 @@ constexpr std::array rci_command_table{
 const rci_command *rci_find_command(const char *name)
 {
     for (const rci_command &row : rci_command_table)
-        if (std::strcmp(row.name, name) == 0)
-            return &row;
+        if (std::strcmp(row.name, name) == 0) return &row;
     return nullptr;
 }

@@ -30,8 +30,7 @@ EXPORTED void *eh_mutex_create(void)
     pthread_mutexattr_t attr;
     pthread_mutexattr_init(&attr);
     pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
-    if (mutex)
-        pthread_mutex_init(mutex, &attr);
+    if (mutex) pthread_mutex_init(mutex, &attr);
     pthread_mutexattr_destroy(&attr);
     return mutex;
 }

@@ -7,9 +7,9 @@
 
 // Results of RCI_Processing besides the reply length.
 enum rci_result : int {
-    RCI_NO_CONTENT = -2,   // no root, unnamed root, or a root without child nodes
-    RCI_WRONG_ROOT = -3,   // the root is not rci_request
-    RCI_NO_BUFFER = -4,    // the reply buffer could not be created
+    RCI_NO_CONTENT = -2, // no root, unnamed root, or a root without child nodes
+    RCI_WRONG_ROOT = -3, // the root is not rci_request
+    RCI_NO_BUFFER = -4,  // the reply buffer could not be created
     RCI_NOT_WELL_FORMED = -5,
 };
 

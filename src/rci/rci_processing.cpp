@@ -6,7 +6,8 @@
 
 #include <climits>
 
-namespace {
+namespace
+{
 
 // Checks the root and reports the result code that ends processing, or 0 to go on.
 int check_root(xmlNodePtr root)
@@ -49,15 +50,12 @@ int RCI_Processing(const char *text, size_t size, xmlBufferPtr *reply, const cha
         return RCI_NOT_WELL_FORMED;
     }
     xmlNodePtr root = xmlDocGetRootElement(doc.get());
-    if (int result = check_root(root))
-        return result;
+    if (int result = check_root(root)) return result;
     xml::buffer_ptr buf(xmlBufferCreate());
-    if (!buf)
-        return RCI_NO_BUFFER;
+    if (!buf) return RCI_NO_BUFFER;
     xmlBufferCCat(buf.get(), "<rci_reply version=\"1.1\">");
     for (xmlNodePtr child = root->children; child; child = child->next)
-        if (child->type == XML_ELEMENT_NODE)
-            run_command(buf.get(), child, source);
+        if (child->type == XML_ELEMENT_NODE) run_command(buf.get(), child, source);
     xmlBufferCCat(buf.get(), "</rci_reply>");
     *reply = buf.release();
     return xmlBufferLength(*reply);

@@ -25,13 +25,11 @@ void reply_append(xmlBufferPtr buf, const char *text)
 void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint)
 {
     int len = xmlBufferLength(buf);
-    if (len > 0 && xmlBufferContent(buf)[len - 1] != '>')
-        xmlBufferCCat(buf, ">");
+    if (len > 0 && xmlBufferContent(buf)[len - 1] != '>') xmlBufferCCat(buf, ">");
     reply_printf(buf, "<error id=\"%d\"><desc>", id);
     xmlBufferCCat(buf, desc);
     xmlBufferCCat(buf, "</desc>");
-    if (hint)
-        reply_printf(buf, "<hint>%s</hint>", hint);
+    if (hint) reply_printf(buf, "<hint>%s</hint>", hint);
     xmlBufferCCat(buf, "</error>");
 }
 
@@ -39,8 +37,7 @@ void reply_open_tag(xmlBufferPtr buf, const char *tag, const char *name)
 {
     xmlBufferCCat(buf, "<");
     xmlBufferCCat(buf, tag);
-    if (name)
-        reply_printf(buf, " name=\"%s\"", name);
+    if (name) reply_printf(buf, " name=\"%s\"", name);
     xmlBufferCCat(buf, ">");
 }
 
@@ -63,8 +60,7 @@ void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr)
     xmlBufferCat(buf, attr->name);
     xmlBufferCCat(buf, "=\"");
     xml::text_ptr value(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr)));
-    if (value)
-        xmlAttrSerializeTxtContent(buf, attr->doc, attr, value.get());
+    if (value) xmlAttrSerializeTxtContent(buf, attr->doc, attr, value.get());
     xmlBufferCCat(buf, "\"");
 }
 
@@ -90,14 +86,12 @@ void reply_empty_tag_attrs(xmlBufferPtr buf, xmlNodePtr element)
 void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element)
 {
     for (xmlNodePtr child = element->children; child; child = child->next)
-        if (child->type != XML_TEXT_NODE)
-            reply_empty_tag_attrs(buf, child);
+        if (child->type != XML_TEXT_NODE) reply_empty_tag_attrs(buf, child);
 }
 
 int reply_trim_end(xmlBufferPtr buf, int count)
 {
-    if (!buf || count < 0 || count > xmlBufferLength(buf))
-        return -1;
+    if (!buf || count < 0 || count > xmlBufferLength(buf)) return -1;
     buf->use -= static_cast<unsigned>(count);
     buf->content[buf->use] = 0;
     return 0;

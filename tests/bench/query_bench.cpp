@@ -11,7 +11,8 @@
 #include <map>
 #include <string>
 
-namespace {
+namespace
+{
 
 void discard(int, const char *) {}
 
@@ -19,8 +20,8 @@ std::string serial_group(int index)
 {
     return "<tcp_serial index=\"" + std::to_string(index) +
            "\">\n    <enable>on</enable>\n    <port>" + std::to_string(4000 + index) +
-           "</port>\n    <keepalive>on</keepalive>\n    <description>line " + std::to_string(index) +
-           " &amp; spare</description>\n  </tcp_serial>\n  ";
+           "</port>\n    <keepalive>on</keepalive>\n    <description>line " +
+           std::to_string(index) + " &amp; spare</description>\n  </tcp_serial>\n  ";
 }
 
 // A configuration of `groups` tcp_serial groups, or of as many as it takes to reach `bytes`.
@@ -37,8 +38,7 @@ void run_request(benchmark::State &state, const std::string &request)
     for (auto _ : state) {
         xmlBufferPtr reply = nullptr;
         int length = RCI_Processing(request.data(), request.size(), &reply, "nimbo");
-        if (length <= 0)
-            state.SkipWithError("request failed");
+        if (length <= 0) state.SkipWithError("request failed");
         benchmark::DoNotOptimize(length);
         xmlBufferFree(reply);
     }
@@ -48,8 +48,10 @@ void BM_OneSettingQuery200Groups(benchmark::State &state)
 {
     config_files files(configuration(200, 0), "<config><dns/></config>");
     files.load();
-    run_request(state, "<rci_request version=\"1.1\"><query_setting><tcp_serial index=\"2\"><port/></tcp_serial>"
-                       "</query_setting></rci_request>");
+    run_request(
+        state,
+        "<rci_request version=\"1.1\"><query_setting><tcp_serial index=\"2\"><port/></tcp_serial>"
+        "</query_setting></rci_request>");
 }
 
 void BM_FullQuery1MiB(benchmark::State &state)
@@ -75,7 +77,8 @@ BENCHMARK(BM_FullQuery1MiB)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_xmlNodeDump1MiB)->Unit(benchmark::kMillisecond);
 
 // Prints, after the usual table, the full query's time as a multiple of the floor.
-class ratio_reporter : public benchmark::ConsoleReporter {
+class ratio_reporter : public benchmark::ConsoleReporter
+{
   public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
@@ -87,9 +90,9 @@ class ratio_reporter : public benchmark::ConsoleReporter {
     void Finalize() override
     {
         ConsoleReporter::Finalize();
-        double full = per_iteration_["BM_FullQuery1MiB"], floor = per_iteration_["BM_xmlNodeDump1MiB"];
-        if (full > 0 && floor > 0)
-            std::printf("full query / xmlNodeDump = %.2f\n", full / floor);
+        double full = per_iteration_["BM_FullQuery1MiB"],
+               floor = per_iteration_["BM_xmlNodeDump1MiB"];
+        if (full > 0 && floor > 0) std::printf("full query / xmlNodeDump = %.2f\n", full / floor);
     }
 
   private:

@@ -9,7 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
+namespace
+{
 
 void discard(int, const char *) {}
 
@@ -20,8 +21,7 @@ bool has_long_name(const uint8_t *data, size_t size)
     size_t run = 0;
     for (size_t i = 0; i < size; ++i) {
         run = std::strchr("<>/ \t\r\n=\"'", data[i]) && data[i] ? 0 : run + 1;
-        if (run >= 200)
-            return true;
+        if (run >= 200) return true;
     }
     return false;
 }
@@ -38,17 +38,14 @@ bool load_image()
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const bool loaded = load_image();
-    if (!loaded)
-        std::abort();
-    if (size == 0)
-        return 0;
+    if (!loaded) std::abort();
+    if (size == 0) return 0;
     const char *source = (data[0] & 1) ? "nimbo" : "python";
     xmlBufferPtr reply = nullptr;
     int result = RCI_Processing(reinterpret_cast<const char *>(data + 1), size - 1, &reply, source);
     if (result >= 0) {
         // Every reply must be a well-formed document: clients parse it.
-        if (!reply)
-            std::abort();
+        if (!reply) std::abort();
         if (!has_long_name(data, size) &&
             !xml::parse_memory(xml::chars(xmlBufferContent(reply)), xmlBufferLength(reply)))
             std::abort();

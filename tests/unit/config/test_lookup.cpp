@@ -3,7 +3,8 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace
+{
 
 const char *local = R"(<config>
   <static_position><enable>on</enable><latitude>44.977753</latitude><flag>On</flag></static_position>
@@ -13,37 +14,46 @@ const char *local = R"(<config>
   <numbers><neg>-40000</neg><empty/><two>a<b/></two><key>0x0A1b2</key><bigx>0X0A</bigx><bad>0g</bad></numbers>
 </config>)";
 
-class Lookup : public ::testing::Test {
+class Lookup : public ::testing::Test
+{
   protected:
     void SetUp() override { ASSERT_EQ(files.load(), 0); }
-    config_files files{local, "<config><static_position><enable>off</enable></static_position></config>"};
+    config_files files{local,
+                       "<config><static_position><enable>off</enable></static_position></config>"};
 };
 
 } // namespace
 
 TEST_F(Lookup, OnlyASingleElementWithOneChildYieldsAValue)
 {
-    EXPECT_STREQ(xml::chars(config_lookup(SAVE_CURRENT, "/config/static_position/enable").get()), "on");
-    EXPECT_STREQ(xml::chars(config_lookup(SAVE_DEFAULTS, "/config/static_position/enable").get()), "off");
+    EXPECT_STREQ(xml::chars(config_lookup(SAVE_CURRENT, "/config/static_position/enable").get()),
+                 "on");
+    EXPECT_STREQ(xml::chars(config_lookup(SAVE_DEFAULTS, "/config/static_position/enable").get()),
+                 "off");
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/tcp_serial/port"), nullptr) << "several matches";
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/numbers/empty"), nullptr) << "no child";
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/numbers/two"), nullptr) << "two children";
-    EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/static_position/enable/text()"), nullptr) << "not an element";
+    EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/static_position/enable/text()"), nullptr)
+        << "not an element";
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "/config/nothing"), nullptr);
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "///["), nullptr) << "bad expression";
     EXPECT_EQ(config_lookup(SAVE_CURRENT, "count(/config)"), nullptr) << "not a node set";
     EXPECT_EQ(config_lookup(3, "/config/static_position/enable"), nullptr);
     EXPECT_EQ(config_lookup(6, "/config/static_position/enable"), nullptr);
-    EXPECT_STREQ(xml::chars(config_lookup(SAVE_CURRENT, "/config/tcp_serial[not(@index)]/port").get()), "-5");
+    EXPECT_STREQ(
+        xml::chars(config_lookup(SAVE_CURRENT, "/config/tcp_serial[not(@index)]/port").get()),
+        "-5");
 }
 
 TEST_F(Lookup, StringsAreCutAndAlwaysTerminated)
 {
     char dst[8] = "garbage";
-    EXPECT_EQ(config_get_string(SAVE_CURRENT, "/config/static_position/latitude", dst, sizeof dst), 0);
+    EXPECT_EQ(config_get_string(SAVE_CURRENT, "/config/static_position/latitude", dst, sizeof dst),
+              0);
     EXPECT_STREQ(dst, "44.9777");
     char missing[8] = "garbage";
-    EXPECT_EQ(config_get_string(SAVE_CURRENT, "/config/numbers/empty", missing, sizeof missing), -1);
+    EXPECT_EQ(config_get_string(SAVE_CURRENT, "/config/numbers/empty", missing, sizeof missing),
+              -1);
     EXPECT_STREQ(missing, "");
 }
 

@@ -7,22 +7,26 @@
 
 #include <string>
 
-namespace {
+namespace
+{
 
-const char *stored = "<config>"
-                     "<system><name>gw</name><serial ro=\"nimbo python\">SN1</serial><key wo=\"python\">k</key></system>"
-                     "<interface name=\"eth0\"><ip>10.0.0.1</ip></interface>"
-                     "<interface name=\"wlan0\"><ip/></interface>"
-                     "<tcp_serial index=\"1\"><port>4000</port></tcp_serial>"
-                     "<tcp_serial index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>"
-                     "<dns><primary>a&amp;b</primary></dns>"
-                     "<serial><baud>9600</baud></serial>"
-                     "<cloud ro=\"nimbo\"><server>s</server></cloud>"
-                     "<empty/>"
-                     "<!-- kept out of replies -->"
-                     "</config>";
+const char *stored =
+    "<config>"
+    "<system><name>gw</name><serial ro=\"nimbo python\">SN1</serial><key "
+    "wo=\"python\">k</key></system>"
+    "<interface name=\"eth0\"><ip>10.0.0.1</ip></interface>"
+    "<interface name=\"wlan0\"><ip/></interface>"
+    "<tcp_serial index=\"1\"><port>4000</port></tcp_serial>"
+    "<tcp_serial index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>"
+    "<dns><primary>a&amp;b</primary></dns>"
+    "<serial><baud>9600</baud></serial>"
+    "<cloud ro=\"nimbo\"><server>s</server></cloud>"
+    "<empty/>"
+    "<!-- kept out of replies -->"
+    "</config>";
 
-class QuerySetting : public ::testing::Test {
+class QuerySetting : public ::testing::Test
+{
   protected:
     void SetUp() override { ASSERT_EQ(files.load(), 0); }
 
@@ -33,7 +37,8 @@ class QuerySetting : public ::testing::Test {
         xml::buffer_ptr reply(xmlBufferCreate());
         EXPECT_EQ(query_setting(reply.get(), xmlDocGetRootElement(doc.get()), source), 0);
         std::string text = xml::chars(xmlBufferContent(reply.get()));
-        EXPECT_TRUE(xml::parse_memory(text.data(), static_cast<int>(text.size()))) << "not well-formed: " << text;
+        EXPECT_TRUE(xml::parse_memory(text.data(), static_cast<int>(text.size())))
+            << "not well-formed: " << text;
         return text;
     }
 
@@ -54,10 +59,12 @@ std::string unknown(const std::string &name)
 
 TEST_F(QuerySetting, DocumentSelection)
 {
-    EXPECT_EQ(query("<query_setting source=\"defaults\"/>"),
-              "<query_setting source=\"defaults\"><dns><primary>8.8.8.8</primary></dns></query_setting>");
+    EXPECT_EQ(
+        query("<query_setting source=\"defaults\"/>"),
+        "<query_setting source=\"defaults\"><dns><primary>8.8.8.8</primary></dns></query_setting>");
     EXPECT_EQ(query("<query_setting source=\"internal_defaults\"><dns/></query_setting>"),
-              "<query_setting source=\"internal_defaults\"><dns><primary>8.8.8.8</primary></dns></query_setting>");
+              "<query_setting "
+              "source=\"internal_defaults\"><dns><primary>8.8.8.8</primary></dns></query_setting>");
     log_capture log;
     EXPECT_EQ(query("<query_setting source=\"factory\"/>"),
               "<error id=\"4\"><desc>Internal error</desc><hint>query_setting</hint></error>");
@@ -67,7 +74,10 @@ TEST_F(QuerySetting, DocumentSelection)
 TEST_F(QuerySetting, FullQueryAppliesAccessRulesPerSource)
 {
     std::string python = query("<query_setting/>");
-    EXPECT_EQ(python.rfind("<query_setting><system><name>gw</name><serial>SN1</serial></system><interface ", 0), 0u);
+    EXPECT_EQ(
+        python.rfind(
+            "<query_setting><system><name>gw</name><serial>SN1</serial></system><interface ", 0),
+        0u);
     EXPECT_NE(python.find("<cloud><server>s</server></cloud>"), std::string::npos);
     EXPECT_EQ(python.find("<key"), std::string::npos) << "wo names python";
     EXPECT_NE(python.find("<primary>a&amp;b</primary>"), std::string::npos) << "text is escaped";
@@ -75,7 +85,8 @@ TEST_F(QuerySetting, FullQueryAppliesAccessRulesPerSource)
     EXPECT_EQ(python.find("kept out"), std::string::npos);
 
     std::string nimbo = query("<query_setting/>", "nimbo");
-    EXPECT_EQ(nimbo.find("<cloud"), std::string::npos) << "read-only groups are hidden from the cloud";
+    EXPECT_EQ(nimbo.find("<cloud"), std::string::npos)
+        << "read-only groups are hidden from the cloud";
     EXPECT_EQ(nimbo.find("<serial>SN1"), std::string::npos);
     EXPECT_NE(nimbo.find("<key>k</key>"), std::string::npos);
 }
@@ -83,18 +94,21 @@ TEST_F(QuerySetting, FullQueryAppliesAccessRulesPerSource)
 TEST_F(QuerySetting, InstancesAndNarrowing)
 {
     EXPECT_EQ(query("<query_setting><tcp_serial index=\"2\"/></query_setting>"),
-              "<query_setting><tcp_serial index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>"
+              "<query_setting><tcp_serial "
+              "index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>"
               "</query_setting>");
     EXPECT_EQ(query("<query_setting><tcp_serial index=\"2\"><port/></tcp_serial></query_setting>"),
-              "<query_setting><tcp_serial index=\"2\"><port>2101</port><port>2102</port></tcp_serial></query_setting>");
+              "<query_setting><tcp_serial "
+              "index=\"2\"><port>2101</port><port>2102</port></tcp_serial></query_setting>");
     // A group stored without index is instance 1; one stored with only a name is not.
     EXPECT_EQ(query("<query_setting><serial index=\"1\"/></query_setting>"),
               "<query_setting><serial><baud>9600</baud></serial></query_setting>");
     EXPECT_EQ(query("<query_setting><interface index=\"1\"/></query_setting>"),
               "<query_setting>" + unknown("interface") + "</query_setting>");
     // Attributes only the stored element has never prevent a match; ones it lacks do.
-    EXPECT_EQ(query("<query_setting><interface name=\"eth0\"><ip/></interface></query_setting>"),
-              "<query_setting><interface name=\"eth0\"><ip>10.0.0.1</ip></interface></query_setting>");
+    EXPECT_EQ(
+        query("<query_setting><interface name=\"eth0\"><ip/></interface></query_setting>"),
+        "<query_setting><interface name=\"eth0\"><ip>10.0.0.1</ip></interface></query_setting>");
     EXPECT_EQ(query("<query_setting><tcp_serial name=\"x\"/></query_setting>"),
               "<query_setting>" + unknown("tcp_serial") + "</query_setting>");
     // An empty stored setting is written as an empty tag even when it has attributes.
@@ -105,13 +119,15 @@ TEST_F(QuerySetting, InstancesAndNarrowing)
 TEST_F(QuerySetting, PlainGroupsAndUnknownNames)
 {
     log_capture log;
-    std::string both = "<tcp_serial index=\"1\"><port>4000</port></tcp_serial>"
-                       "<tcp_serial index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>";
+    std::string both =
+        "<tcp_serial index=\"1\"><port>4000</port></tcp_serial>"
+        "<tcp_serial index=\"2\"><port>2101</port><port>2102</port><mode/></tcp_serial>";
     EXPECT_EQ(query("<query_setting> <tcp_serial/> <nope/> <tcp_serial/> </query_setting>"),
               "<query_setting>" + both + unknown("nope") + both + "</query_setting>");
     EXPECT_TRUE(log.has(LOG_WARNING, "Unable to find nope in config.\n"));
     EXPECT_EQ(query("<query_setting><dns><secondary/><primary/></dns></query_setting>"),
-              "<query_setting><dns>" + unknown("secondary") + "<primary>a&amp;b</primary></dns></query_setting>");
+              "<query_setting><dns>" + unknown("secondary") +
+                  "<primary>a&amp;b</primary></dns></query_setting>");
     EXPECT_EQ(query("<query_setting><system><key/></system></query_setting>"),
               "<query_setting><system></system></query_setting>")
         << "a wo setting is left out without an error: its match renders nothing";
@@ -127,7 +143,7 @@ TEST_F(QuerySetting, NarrowedRequestOnAStoredElementWithoutChildrenStaysWellForm
 TEST(NodeMatching, NormalAndRciModes)
 {
     auto doc = parse("<r><g index=\"2\" name=\"n\" extra=\"e\"/><g/><g name=\"n\"/><g index=\"1\"/>"
-                                 "<g index=\"1\"/><g index=\"2\" name=\"n\"/><g index=\"\"/><h/></r>");
+                     "<g index=\"1\"/><g index=\"2\" name=\"n\"/><g index=\"\"/><h/></r>");
     ASSERT_TRUE(doc);
     xmlNodePtr n[8];
     xmlNodePtr cur = xmlDocGetRootElement(doc.get())->children;

@@ -4,7 +4,8 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace
+{
 const char *defaults = "<config><dns><primary>8.8.8.8</primary></dns></config>";
 }
 
@@ -27,7 +28,8 @@ TEST(ConfigStore, UnparsableFiles)
     log_capture log;
     config_files broken_defaults("<config><dns/></config>", "<config>");
     EXPECT_EQ(broken_defaults.load(), CONFIG_NO_DEFAULTS);
-    EXPECT_TRUE(log.has(LOG_CRIT, "Unable to parse file '" + broken_defaults.dir().file("cfd") + "'\n"));
+    EXPECT_TRUE(
+        log.has(LOG_CRIT, "Unable to parse file '" + broken_defaults.dir().file("cfd") + "'\n"));
 
     config_files neither("<config", "");
     EXPECT_EQ(neither.load(), CONFIG_NONE);

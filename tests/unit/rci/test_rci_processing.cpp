@@ -7,7 +7,8 @@
 
 #include <string>
 
-namespace {
+namespace
+{
 
 struct outcome {
     int result;
@@ -53,20 +54,23 @@ TEST(RciProcessing, CommandsRunInOrderAndUnknownOnesAreReportedInPlace)
     EXPECT_EQ(white.reply, "<rci_reply version=\"1.1\"></rci_reply>");
 
     auto out = process("<rci_request><foo/><!-- c -->text<Query_setting/><foo/></rci_request>");
-    EXPECT_EQ(out.reply, "<rci_reply version=\"1.1\">"
-                         "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
-                         "<error id=\"3\"><desc>Unknown command</desc><hint>Query_setting</hint></error>"
-                         "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
-                         "</rci_reply>");
+    EXPECT_EQ(out.reply,
+              "<rci_reply version=\"1.1\">"
+              "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
+              "<error id=\"3\"><desc>Unknown command</desc><hint>Query_setting</hint></error>"
+              "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
+              "</rci_reply>");
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid rci_command: foo\n"));
 }
 
 TEST(RciProcessing, IdenticalCommandsBothAnswer)
 {
-    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>", "<config><dns/></config>");
+    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>",
+                       "<config><dns/></config>");
     ASSERT_EQ(files.load(), 0);
-    auto out = process("<rci_request><query_setting><dns/></query_setting><query_setting><dns/></query_setting>"
-                       "</rci_request>");
+    auto out = process(
+        "<rci_request><query_setting><dns/></query_setting><query_setting><dns/></query_setting>"
+        "</rci_request>");
     std::string one = "<query_setting><dns><primary>1.1.1.1</primary></dns></query_setting>";
     EXPECT_EQ(out.reply, "<rci_reply version=\"1.1\">" + one + one + "</rci_reply>");
 }
@@ -75,11 +79,13 @@ TEST(RciProcessing, HostileDocumentsNeitherExpandNorReadFiles)
 {
     scratch_dir dir;
     std::string secret = dir.write("secret", "TOPSECRET");
-    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>", "<config><dns/></config>");
+    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>",
+                       "<config><dns/></config>");
     ASSERT_EQ(files.load(), 0);
 
-    std::string external = "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + secret +
-                           "\">]><rci_request><query_setting><dns>&x;</dns></query_setting></rci_request>";
+    std::string external =
+        "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + secret +
+        "\">]><rci_request><query_setting><dns>&x;</dns></query_setting></rci_request>";
     auto ext = process(external);
     EXPECT_EQ(ext.reply.find("TOPSECRET"), std::string::npos) << ext.reply;
 
@@ -103,5 +109,6 @@ TEST(RciProcessing, HostileDocumentsNeitherExpandNorReadFiles)
     for (int i = 0; i < 5000; ++i)
         deep += "</a>";
     deep += "</rci_request>";
-    EXPECT_EQ(process(deep).result, RCI_NOT_WELL_FORMED) << "nesting beyond libxml2's depth limit is refused";
+    EXPECT_EQ(process(deep).result, RCI_NOT_WELL_FORMED)
+        << "nesting beyond libxml2's depth limit is refused";
 }

@@ -5,7 +5,8 @@
 
 #include <string>
 
-namespace {
+namespace
+{
 
 struct reply_buffer {
     xml::buffer_ptr buf{xmlBufferCreate()};
@@ -44,13 +45,15 @@ TEST(Reply, ErrorElementAndItsLeadingBracket)
     reply_buffer after_tag;
     reply_append(after_tag.get(), "<set_setting>");
     reply_error(after_tag.get(), 1, "Invalid source specified", nullptr);
-    EXPECT_EQ(after_tag.text(), "<set_setting><error id=\"1\"><desc>Invalid source specified</desc></error>");
+    EXPECT_EQ(after_tag.text(),
+              "<set_setting><error id=\"1\"><desc>Invalid source specified</desc></error>");
 
     // The description is unbounded; the hint element, tags included, is cut at 255 characters.
     reply_buffer long_parts;
     std::string desc(400, 'd'), hint(400, 'h');
     reply_error(long_parts.get(), 7, desc.c_str(), hint.c_str());
-    std::string expect = "<error id=\"7\"><desc>" + desc + "</desc><hint>" + std::string(249, 'h') + "</error>";
+    std::string expect =
+        "<error id=\"7\"><desc>" + desc + "</desc><hint>" + std::string(249, 'h') + "</error>";
     EXPECT_EQ(long_parts.text(), expect);
 }
 
@@ -63,15 +66,18 @@ TEST(Reply, TagHelpers)
     reply_close_tag(r.get(), "interface");
     EXPECT_EQ(r.text(), "<interface name=\"eth0\"><ip></ip></interface>");
 
-    auto doc = parse("<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"><port>1</port></tcp_serial>"
+    auto doc = parse("<set_setting action=\"deferred\"><tcp_serial index=\"2\" "
+                     "ro=\"a&amp;b\"><port>1</port></tcp_serial>"
                      "text<!-- note --><dns/></set_setting>");
     xmlNodePtr root = xmlDocGetRootElement(doc.get());
     reply_buffer tags;
     reply_open_tag_attrs(tags.get(), root);
     reply_empty_children(tags.get(), root);
     reply_empty_tag_attrs(tags.get(), root);
-    EXPECT_EQ(tags.text(), "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"/><comment/><dns/>"
-                           "<set_setting action=\"deferred\"/>");
+    EXPECT_EQ(
+        tags.text(),
+        "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"/><comment/><dns/>"
+        "<set_setting action=\"deferred\"/>");
 }
 
 TEST(Reply, EchoedAttributesNeverCarryEntityReferences)

@@ -9,7 +9,8 @@
 #include <fstream>
 #include <string>
 
-class scratch_dir {
+class scratch_dir
+{
   public:
     scratch_dir()
     {
@@ -33,7 +34,8 @@ class scratch_dir {
 };
 
 // Holds the paths for as long as the store may use them.
-class config_files {
+class config_files
+{
   public:
     config_files(const std::string &local, const std::string &defaults)
     {

@@ -11,7 +11,8 @@ struct log_line {
     std::string text;
 };
 
-class log_capture {
+class log_capture
+{
   public:
     log_capture()
     {
@@ -26,8 +27,7 @@ class log_capture {
     bool has(int priority, const std::string &text) const
     {
         for (const log_line &line : lines())
-            if (line.priority == priority && line.text == text)
-                return true;
+            if (line.priority == priority && line.text == text) return true;
         return false;
     }
 
