@@ -4,6 +4,12 @@
 # then the engine's resident memory over 100,000 more requests. Prints figures; not a test.
 #
 #   tests/bench/run_bus_bench.sh [--count N]        (root; VEXA_BUILD picks the build folder)
+#
+# The engine, the benchmark and the floor's two processes all run on one CPU (VEXA_BENCH_CPU,
+# default 0): the scheduler keeps the floor's ping-pong on one CPU by itself, while the engine's
+# listener may sit on the other, and on a virtual machine whose idle CPUs sleep deeply every
+# cross-CPU wake-up then costs tens of microseconds. Pinning compares like with like;
+# VEXA_BENCH_CPU=none measures as the scheduler places them.
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -23,4 +29,10 @@ parent=$(cat "$repo/.device/$VEXA_DEVICE/daemon.pid")
 engine=$("$device" exec -- sh -c 'grep -l "^PPid:[[:space:]]*$1\$" /proc/[0-9]*/status | head -n 1 |
     cut -d/ -f3' - "$parent")
 [ -n "$engine" ] || { echo "run_bus_bench: no engine process" >&2; exit 1; }
-"$device" exec -- "$VEXA_BUILD/tests/bench/bus_bench" --engine "$engine" "$@"
+pin=()
+cpu=${VEXA_BENCH_CPU:-0}
+if [ "$cpu" != none ]; then
+    "$device" exec -- taskset -a -p -c "$cpu" "$engine" >/dev/null
+    pin=(taskset -c "$cpu")
+fi
+"$device" exec -- "${pin[@]}" "$VEXA_BUILD/tests/bench/bus_bench" --engine "$engine" "$@"

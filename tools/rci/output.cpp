@@ -35,7 +35,10 @@ int read_input(const std::string &path, std::string &out)
 
 void print_reply(const char *text, size_t length, bool pretty)
 {
-    xml::doc_ptr doc = pretty ? xml::parse_memory(text, static_cast<int>(length)) : nullptr;
+    // Blank text between elements would keep libxml2 from indenting: drop it for people.
+    xml::doc_ptr doc(pretty ? xmlReadMemory(text, static_cast<int>(length), nullptr, nullptr,
+                                            xml::safe_parse_options | XML_PARSE_NOBLANKS)
+                            : nullptr);
     if (!doc) {
         fwrite(text, 1, length, stdout);
         return;
