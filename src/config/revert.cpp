@@ -1,6 +1,7 @@
 #include "config/revert.h"
 
 #include "base/log.h"
+#include "base/shell.h"
 #include "config/config.h"
 #include "config/exceptions.h"
 #include "config/save.h"

@@ -1,6 +1,8 @@
 #include "config/save.h"
 
+#include "base/fd.h"
 #include "base/log.h"
+#include "base/shell.h"
 #include "config/config.h"
 
 #include <fcntl.h>
@@ -13,54 +15,8 @@
 #include <cstdlib>
 #include <string>
 
-int write_all(int fd, const void *data, size_t size)
-{
-    const char *bytes = static_cast<const char *>(data);
-    while (size > 0) {
-        ssize_t written = write(fd, bytes, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) {
-            if (written == 0) errno = EIO;
-            return -errno;
-        }
-        bytes += written;
-        size -= static_cast<size_t>(written);
-    }
-    return 0;
-}
-
-int run_shell(const char *command, shell_status *status)
-{
-    status->raw = std::system(command);
-    status->exit_status = WEXITSTATUS(status->raw);
-    return status->raw < 0 || status->exit_status != 0 ? -1 : 0;
-}
-
 namespace
 {
-
-class unique_fd
-{
-  public:
-    explicit unique_fd(int fd) : fd_(fd) {}
-    ~unique_fd()
-    {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    unique_fd(const unique_fd &) = delete;
-    unique_fd &operator=(const unique_fd &) = delete;
-    int get() const { return fd_; }
-    // 0, or minus errno.
-    int close()
-    {
-        int result = ::close(fd_);
-        fd_ = -1;
-        return result < 0 ? -errno : 0;
-    }
-
-  private:
-    int fd_;
-};
 
 using dump_ptr = std::unique_ptr<xmlChar, xml::xml_free_deleter>;
 

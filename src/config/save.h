@@ -1,4 +1,4 @@
-// Saving the configuration, and the file and shell primitives that configuration changes share.
+// Saving the configuration.
 #pragma once
 
 #include "base/xml.h"
@@ -13,15 +13,3 @@ int config_save(xmlDocPtr doc);
 // Drops the current document and parses the local configuration file again. A file that cannot
 // be parsed leaves the engine without a configuration: it ends with exit status 9.
 void config_reload_local();
-
-// Writes all `size` bytes, retrying partial writes: 0, or minus errno (errno is left set).
-int write_all(int fd, const void *data, size_t size);
-
-// What system() reported for a shell command.
-struct shell_status {
-    int raw;         // system()'s result
-    int exit_status; // the exit-status byte of that result
-};
-// Runs a command line that is formed only from fixed paths, never from request text.
-// 0 when the call worked and the command exited with 0, else -1.
-int run_shell(const char *command, shell_status *status);

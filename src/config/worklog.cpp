@@ -2,7 +2,7 @@
 
 #include "base/log.h"
 #include "config/config.h"
-#include "config/save.h"
+#include "base/fd.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

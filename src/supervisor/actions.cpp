@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "base/shell.h"
 #include "supervisor/root_daemon.h"
 
 #include <sys/stat.h>
@@ -63,20 +64,19 @@ constexpr std::array command_table{
                 .failure_priority = LOG_ERR},
 };
 
-// A command has succeeded when system() did not fail and the exit-status byte is 0. Runs the
-// row's command line, or `command` when the row's line is a format. Returns 0 on success, else
-// -1; *raw receives system()'s value.
+// Runs the row's command line, or `command` when the row's line is a format, and logs the
+// outcome. Returns 0 on success, else -1; *raw receives system()'s value.
 int run_command(command_id id, const char *command = nullptr, int *raw = nullptr)
 {
     const command_row &row = command_table.at(id);
-    int value = root_hooks.command_runner(command ? command : row.command);
-    int status = (value >> 8) & 0xff;
-    if (raw) *raw = value;
-    if (value >= 0 && status == 0) {
-        if (row.success) log_msg(LOG_INFO, row.success, value, status);
+    shell_status status{};
+    int result = shell_judge(root_hooks.command_runner(command ? command : row.command), &status);
+    if (raw) *raw = status.raw;
+    if (result == 0) {
+        if (row.success) log_msg(LOG_INFO, row.success, status.raw, status.exit_status);
         return 0;
     }
-    log_msg(row.failure_priority, row.failure, status);
+    log_msg(row.failure_priority, row.failure, status.exit_status);
     return -1;
 }
 

@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "base/xml.h"
 #include "config/config.h"
+#include "base/shell.h"
 #include "config/save.h"
 #include "config/write_dom.h"
 #include "support/config_fixture.h"

@@ -2,6 +2,7 @@
 // one line per message to a file that `scripts/device log` prints.
 //
 // Usage: syslog_sink SOCKET FILE
+#include "base/fd.h"
 #include "record.h"
 
 #include <cerrno>
@@ -17,22 +18,6 @@
 
 namespace
 {
-
-class unique_fd
-{
-  public:
-    explicit unique_fd(int fd) : fd_(fd) {}
-    unique_fd(const unique_fd &) = delete;
-    unique_fd &operator=(const unique_fd &) = delete;
-    ~unique_fd()
-    {
-        if (fd_ >= 0) close(fd_);
-    }
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
 
 int fail(const char *what, const char *path)
 {

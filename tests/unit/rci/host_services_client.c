@@ -2,13 +2,7 @@
 #include <stddef.h>
 #include <string.h>
 
-void *e_malloc(size_t size);
-void *e_realloc(void *ptr, size_t size);
-int e_free(void *ptr);
-void *eh_mutex_create(void);
-int eh_mutex_destroy(void *mutex);
-int eh_mutex_lock(void *mutex);
-int eh_mutex_unlock(void *mutex);
+#include "rci/host_services.h"
 
 /* Returns 0 when every host service behaved, else the number of the failed step. */
 int client_exercise(void)
