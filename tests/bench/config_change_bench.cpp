@@ -2,16 +2,19 @@
 // configuration and on a configuration of 200 groups, with the parts that dominate it measured
 // alone in the same run: reading the grammar, the whole save, and the move command. The change
 // benchmarks report their median and 99th percentile, and the shares of the median spent reading
-// the grammar and moving the file.
+// the grammar and moving the file, and its ratio to the floor of a bare write, fsync and rename.
+#include "base/fd.h"
 #include "base/log.h"
+#include "base/shell.h"
 #include "base/xml.h"
 #include "config/config.h"
-#include "base/shell.h"
 #include "config/save.h"
 #include "config/write_dom.h"
 #include "support/config_fixture.h"
 
 #include <benchmark/benchmark.h>
+#include <cstdio>
+#include <fcntl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -87,6 +90,28 @@ class mover
     bool turn_ = false;
 };
 
+// The floor of a durable save: the same bytes written to a new file, flushed, renamed over the
+// old one, and the folder flushed, with nothing else around it.
+class bare_save
+{
+  public:
+    explicit bare_save(std::string text) : text_(std::move(text)) {}
+    void run()
+    {
+        unique_fd file(open(fresh_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+        write_all(file.get(), text_.data(), text_.size());
+        fsync(file.get());
+        file.close();
+        std::rename(fresh_.c_str(), target_.c_str());
+        unique_fd folder(open(dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fsync(folder.get());
+    }
+
+  private:
+    scratch_dir dir_;
+    std::string text_, fresh_ = dir_.file("local.new"), target_ = dir_.file("local");
+};
+
 template <typename Step> double mean_ms(int runs, Step step)
 {
     auto start = std::chrono::steady_clock::now();
@@ -99,9 +124,12 @@ template <typename Step> double mean_ms(int runs, Step step)
 
 // The shares of the median change spent reading the grammar and running the move command,
 // measured right after the changes.
-void report_shares(benchmark::State &state, double median_ms)
+void report_shares(benchmark::State &state, double median_ms, const std::string &text)
 {
     if (median_ms <= 0) return;
+    bare_save floor(text);
+    state.counters["floor_ms"] = mean_ms(100, [&] { floor.run(); });
+    state.counters["vs_floor"] = median_ms / state.counters["floor_ms"];
     mover files;
     state.counters["schema_share"] = mean_ms(100, parse_schema) / median_ms;
     state.counters["move_share"] = mean_ms(100, [&] { files.move(); }) / median_ms;
@@ -111,8 +139,8 @@ void report_shares(benchmark::State &state, double median_ms)
 void one_setting_change(benchmark::State &state, int groups)
 {
     log_set_sink(discard);
-    config_files files(configuration(groups),
-                       read_file(std::string(VEXA_IMAGE) + "/etc/vexa/db/cfd"));
+    std::string text = configuration(groups);
+    config_files files(text, read_file(std::string(VEXA_IMAGE) + "/etc/vexa/db/cfd"));
     files.load();
     set_change_paths({.schema = image_schema.c_str(), .custom_defaults = "", .certs = ""});
     const std::string requests[2] = {
@@ -129,7 +157,7 @@ void one_setting_change(benchmark::State &state, int groups)
         times.add(std::chrono::steady_clock::now() - start);
         if (result != 0) state.SkipWithError("change refused");
     }
-    report_shares(state, times.report(state));
+    report_shares(state, times.report(state), text);
     set_change_paths(device_change_paths);
 }
 
