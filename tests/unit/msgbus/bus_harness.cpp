@@ -25,9 +25,20 @@ std::atomic<int> idles{0};
 namespace
 {
 
-std::mutex seen_lock; // guards removals and names
-std::map<msgbus_peer, int> removals;
-std::map<std::string, msgbus_peer> names;
+// What the listeners saw. The listener threads run until the process ends, after static
+// destructors have run: this state is never destroyed, so a late peer removal cannot touch freed
+// memory.
+struct seen_state {
+    std::mutex lock; // guards removals and names
+    std::map<msgbus_peer, int> removals;
+    std::map<std::string, msgbus_peer> names;
+};
+
+seen_state &seen()
+{
+    static seen_state *state = new seen_state;
+    return *state;
+}
 msgbus_idle count_idle = [] { ++idles; };
 
 void run_call(msgbus_peer peer, uint32_t tag, const void *payload, size_t length)
@@ -66,9 +77,9 @@ void handle(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload,
     if (op == op_credentials && msgbus_credentials(peer, &credentials) == 0)
         reply.assign(reinterpret_cast<const char *>(&credentials), sizeof credentials);
     {
-        std::lock_guard hold(seen_lock);
-        if (op == MSGBUS_OP_PEER_REMOVED) ++removals[peer];
-        if (op == op_register) names[bytes] = peer;
+        std::lock_guard hold(seen().lock);
+        if (op == MSGBUS_OP_PEER_REMOVED) ++seen().removals[peer];
+        if (op == op_register) seen().names[bytes] = peer;
     }
     if (op != MSGBUS_OP_PEER_REMOVED && op != op_silent)
         msgbus_send(peer, op, tag, static_cast<int>(reply.size()), reply.data(), reply.size(),
@@ -113,14 +124,14 @@ client_ptr connect_client(const char *name)
 
 int removal_count(msgbus_peer peer)
 {
-    std::lock_guard hold(seen_lock);
-    return removals.contains(peer) ? removals[peer] : 0;
+    std::lock_guard hold(seen().lock);
+    return seen().removals.contains(peer) ? seen().removals[peer] : 0;
 }
 
 msgbus_peer registered(const std::string &name)
 {
-    std::lock_guard hold(seen_lock);
-    return names.contains(name) ? names[name] : 0;
+    std::lock_guard hold(seen().lock);
+    return seen().names.contains(name) ? seen().names[name] : 0;
 }
 
 long ms_since(std::chrono::steady_clock::time_point start)
