@@ -19,9 +19,23 @@ bool access_attribute(const xmlNode *attr)
     return xml::name_is(attr, "ro") || xml::name_is(attr, "wo");
 }
 
+// True when the entity encoding would return the text unchanged: plain ASCII without markup.
+bool needs_no_encoding(const xmlChar *text)
+{
+    for (; *text; ++text)
+        if (*text >= 0x80 || *text == '&' || *text == '<' || *text == '>' || *text == '\r')
+            return false;
+    return true;
+}
+
 void render_text(xmlBufferPtr buf, xmlNodePtr text)
 {
     if (!text->content || !text->content[0]) return;
+    // Most stored text (values and the layout between elements) needs no escaping: skip the copy.
+    if (needs_no_encoding(text->content)) {
+        xmlBufferCat(buf, text->content);
+        return;
+    }
     xml::text_ptr encoded(xmlEncodeEntitiesReentrant(text->doc, text->content));
     if (encoded) xmlBufferCat(buf, encoded.get());
 }

@@ -59,8 +59,14 @@ void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr)
     }
     xmlBufferCat(buf, attr->name);
     xmlBufferCCat(buf, "=\"");
-    xml::text_ptr value(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr)));
-    if (value) xmlAttrSerializeTxtContent(buf, attr->doc, attr, value.get());
+    const xmlNode *only = attr->children;
+    if (only && !only->next && only->type == XML_TEXT_NODE) {
+        // The usual value, one text node, needs no copy.
+        xmlAttrSerializeTxtContent(buf, attr->doc, attr, only->content);
+    } else {
+        xml::text_ptr value(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr)));
+        if (value) xmlAttrSerializeTxtContent(buf, attr->doc, attr, value.get());
+    }
     xmlBufferCCat(buf, "\"");
 }
 
