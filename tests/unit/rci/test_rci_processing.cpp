@@ -15,24 +15,32 @@ struct outcome {
     std::string reply;
 };
 
-outcome process(const std::string &text, const char *source = "python")
+class RciProcessing : public ::testing::Test
 {
-    xmlBufferPtr reply = nullptr;
-    int result = RCI_Processing(text.data(), text.size(), &reply, source);
-    outcome out{result, reply ? xml::chars(xmlBufferContent(reply)) : ""};
-    if (result < 0)
-        EXPECT_EQ(reply, nullptr) << "no reply buffer is handed out with a negative result";
-    else
-        EXPECT_EQ(static_cast<size_t>(result), out.reply.size());
-    xmlBufferFree(reply);
-    return out;
-}
+  protected:
+    void SetUp() override { ASSERT_EQ(files.load(), 0); }
+
+    // All but the last `cut` bytes are handed over.
+    static outcome process(const std::string &text, size_t cut = 0)
+    {
+        xmlBufferPtr reply = nullptr;
+        int result = RCI_Processing(text.data(), text.size() - cut, &reply, "python");
+        outcome out{result, reply ? xml::chars(xmlBufferContent(reply)) : ""};
+        EXPECT_EQ(result < 0, reply == nullptr) << "a reply buffer comes with a reply length";
+        EXPECT_EQ(result < 0 ? size_t{0} : static_cast<size_t>(result), out.reply.size());
+        xmlBufferFree(reply);
+        return out;
+    }
+
+    log_capture log;
+    config_files files{"<config><dns><primary>1.1.1.1</primary></dns></config>",
+                       "<config><dns/></config>"};
+};
 
 } // namespace
 
-TEST(RciProcessing, RequestsThatCannotBeProcessed)
+TEST_F(RciProcessing, RefusedRequestsAndCommandsInOrder)
 {
-    log_capture log;
     EXPECT_EQ(process("<rci_request/>").result, RCI_NO_CONTENT);
     EXPECT_TRUE(log.has(LOG_ERR, "No RCI sent in request.\n"));
     EXPECT_EQ(process("<rci_reply><query_setting/></rci_reply>").result, RCI_WRONG_ROOT);
@@ -41,74 +49,46 @@ TEST(RciProcessing, RequestsThatCannotBeProcessed)
     EXPECT_TRUE(log.has(LOG_ERR, "Unable to parse input buffer 29 chars\n"));
     EXPECT_EQ(process("").result, RCI_NOT_WELL_FORMED);
     EXPECT_EQ(process("<rci_request>\xff\xfe</rci_request>").result, RCI_NOT_WELL_FORMED);
-    // Only the given size is parsed: the closing tag beyond it does not count.
-    std::string text = "<rci_request><x/></rci_request>";
-    xmlBufferPtr reply = nullptr;
-    EXPECT_EQ(RCI_Processing(text.data(), text.size() - 3, &reply, "python"), RCI_NOT_WELL_FORMED);
-}
+    EXPECT_EQ(process("<rci_request><x/></rci_request>", 3).result, RCI_NOT_WELL_FORMED)
+        << "the closing tag beyond the given size does not count";
 
-TEST(RciProcessing, CommandsRunInOrderAndUnknownOnesAreReportedInPlace)
-{
-    log_capture log;
-    auto white = process("<rci_request version=\"1.1\"> </rci_request>");
-    EXPECT_EQ(white.reply, "<rci_reply version=\"1.1\"></rci_reply>");
-
-    auto out = process("<rci_request><foo/><!-- c -->text<Query_setting/><foo/></rci_request>");
-    EXPECT_EQ(out.reply,
-              "<rci_reply version=\"1.1\">"
-              "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
-              "<error id=\"3\"><desc>Unknown command</desc><hint>Query_setting</hint></error>"
-              "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>"
-              "</rci_reply>");
+    EXPECT_EQ(process("<rci_request version=\"1.1\"> </rci_request>").reply,
+              "<rci_reply version=\"1.1\"></rci_reply>");
+    std::string unknown = "<error id=\"3\"><desc>Unknown command</desc><hint>";
+    EXPECT_EQ(process("<rci_request><foo/><!-- c -->text<Query_setting/></rci_request>").reply,
+              "<rci_reply version=\"1.1\">" + unknown + "foo</hint></error>" + unknown +
+                  "Query_setting</hint></error></rci_reply>");
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid rci_command: foo\n"));
+
+    std::string query = "<query_setting><dns/></query_setting>";
+    std::string answer = "<query_setting><dns><primary>1.1.1.1</primary></dns></query_setting>";
+    EXPECT_EQ(process("<rci_request>" + query + query + "</rci_request>").reply,
+              "<rci_reply version=\"1.1\">" + answer + answer + "</rci_reply>")
+        << "identical commands both answer";
 }
 
-TEST(RciProcessing, IdenticalCommandsBothAnswer)
+TEST_F(RciProcessing, HostileDocumentsNeitherExpandNorReadFiles)
 {
-    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>",
-                       "<config><dns/></config>");
-    ASSERT_EQ(files.load(), 0);
-    auto out = process(
-        "<rci_request><query_setting><dns/></query_setting><query_setting><dns/></query_setting>"
-        "</rci_request>");
-    std::string one = "<query_setting><dns><primary>1.1.1.1</primary></dns></query_setting>";
-    EXPECT_EQ(out.reply, "<rci_reply version=\"1.1\">" + one + one + "</rci_reply>");
-}
+    auto external = process(
+        "<!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + files.dir().write("secret", "TOPSECRET") +
+        "\">]><rci_request><query_setting><dns>&x;</dns></query_setting></rci_request>");
+    EXPECT_EQ(external.reply.find("TOPSECRET"), std::string::npos) << external.reply;
 
-TEST(RciProcessing, HostileDocumentsNeitherExpandNorReadFiles)
-{
-    scratch_dir dir;
-    std::string secret = dir.write("secret", "TOPSECRET");
-    config_files files("<config><dns><primary>1.1.1.1</primary></dns></config>",
-                       "<config><dns/></config>");
-    ASSERT_EQ(files.load(), 0);
-
-    std::string external =
-        "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY x SYSTEM \"file://" + secret +
-        "\">]><rci_request><query_setting><dns>&x;</dns></query_setting></rci_request>";
-    auto ext = process(external);
-    EXPECT_EQ(ext.reply.find("TOPSECRET"), std::string::npos) << ext.reply;
-
-    std::string laughs;
-    laughs = "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY a \"lollollollollollol\">";
-    char prev = 'a';
-    for (char name = 'b'; name <= 'k'; prev = name++) {
-        std::string refs;
+    std::string laughs = "<!DOCTYPE r [<!ENTITY a \"lollollollollollol\">";
+    for (char name = 'b'; name <= 'k'; ++name) {
+        std::string ref = std::string("&") + static_cast<char>(name - 1) + ";", refs;
         for (int i = 0; i < 10; ++i)
-            refs += std::string("&") + prev + ";";
+            refs += ref;
         laughs += std::string("<!ENTITY ") + name + " \"" + refs + "\">";
     }
-    laughs += "]><rci_request><foo>&k;</foo></rci_request>";
-    auto lol = process(laughs);
-    EXPECT_LT(lol.reply.size(), 4096u);
+    EXPECT_LT(process(laughs + "]><rci_request><foo>&k;</foo></rci_request>").reply.size(), 4096u);
 
-    std::string deep = "<rci_request>";
-    for (int i = 0; i < 5000; ++i)
-        deep += "<a>";
-    EXPECT_EQ(process(deep).result, RCI_NOT_WELL_FORMED);
-    for (int i = 0; i < 5000; ++i)
-        deep += "</a>";
-    deep += "</rci_request>";
-    EXPECT_EQ(process(deep).result, RCI_NOT_WELL_FORMED)
+    std::string open = "<rci_request>", close = "</rci_request>";
+    for (int i = 0; i < 5000; ++i) {
+        open += "<a>";
+        close = "</a>" + close;
+    }
+    EXPECT_EQ(process(open).result, RCI_NOT_WELL_FORMED);
+    EXPECT_EQ(process(open + close).result, RCI_NOT_WELL_FORMED)
         << "nesting beyond libxml2's depth limit is refused";
 }

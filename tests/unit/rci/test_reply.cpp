@@ -19,9 +19,18 @@ xml::doc_ptr parse(const std::string &text)
     return xml::parse_memory(text.data(), static_cast<int>(text.size()));
 }
 
+// The reply after `before` and one error element.
+std::string error_after(const char *before, int id, const char *desc, const char *hint)
+{
+    reply_buffer r;
+    reply_append(r.get(), before);
+    reply_error(r.get(), id, desc, hint);
+    return r.text();
+}
+
 } // namespace
 
-TEST(Reply, PrintfCutsAt255Characters)
+TEST(Reply, PrintfCutsAt255CharactersAndTrimEndKeepsItsBounds)
 {
     reply_buffer r;
     std::string long_text(300, 'x');
@@ -29,35 +38,35 @@ TEST(Reply, PrintfCutsAt255Characters)
     EXPECT_EQ(r.text(), "<" + std::string(254, 'x'));
     reply_printf(r.get(), "%d", 42);
     EXPECT_EQ(r.text().size(), 257u);
+
+    r.buf.reset(xmlBufferCreate());
+    reply_append(r.get(), "<value>abc\n");
+    EXPECT_EQ(reply_trim_end(r.get(), 1), 0);
+    for (int bad : {-1, 11})
+        EXPECT_EQ(reply_trim_end(r.get(), bad), -1) << bad;
+    EXPECT_EQ(reply_trim_end(nullptr, 0), -1);
+    EXPECT_EQ(r.text(), "<value>abc");
+    EXPECT_EQ(reply_trim_end(r.get(), 10), 0);
+    reply_append(r.get(), "x");
+    EXPECT_EQ(r.text(), "x") << "a buffer trimmed to nothing takes new text";
 }
 
 TEST(Reply, ErrorElementAndItsLeadingBracket)
 {
-    reply_buffer empty;
-    reply_error(empty.get(), 3, "Unknown command", "foo");
-    EXPECT_EQ(empty.text(), "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>");
-
-    reply_buffer after_text;
-    reply_append(after_text.get(), "<value>12");
-    reply_error(after_text.get(), 5, "Bad", nullptr);
-    EXPECT_EQ(after_text.text(), "<value>12><error id=\"5\"><desc>Bad</desc></error>");
-
-    reply_buffer after_tag;
-    reply_append(after_tag.get(), "<set_setting>");
-    reply_error(after_tag.get(), 1, "Invalid source specified", nullptr);
-    EXPECT_EQ(after_tag.text(),
-              "<set_setting><error id=\"1\"><desc>Invalid source specified</desc></error>");
-
+    EXPECT_EQ(error_after("", 3, "Unknown command", "foo"),
+              "<error id=\"3\"><desc>Unknown command</desc><hint>foo</hint></error>");
+    EXPECT_EQ(error_after("<value>12", 5, "Bad", nullptr),
+              "<value>12><error id=\"5\"><desc>Bad</desc></error>");
+    EXPECT_EQ(error_after("<set_setting>", 1, "Invalid", nullptr),
+              "<set_setting><error id=\"1\"><desc>Invalid</desc></error>");
     // The description is unbounded; the hint element, tags included, is cut at 255 characters.
-    reply_buffer long_parts;
     std::string desc(400, 'd'), hint(400, 'h');
-    reply_error(long_parts.get(), 7, desc.c_str(), hint.c_str());
-    std::string expect =
-        "<error id=\"7\"><desc>" + desc + "</desc><hint>" + std::string(249, 'h') + "</error>";
-    EXPECT_EQ(long_parts.text(), expect);
+    EXPECT_EQ(error_after("", 7, desc.c_str(), hint.c_str()),
+              "<error id=\"7\"><desc>" + desc + "</desc><hint>" + std::string(249, 'h') +
+                  "</error>");
 }
 
-TEST(Reply, TagHelpers)
+TEST(Reply, TagHelpersEchoAttributesWithoutEntityReferences)
 {
     reply_buffer r;
     reply_open_tag(r.get(), "interface", "eth0");
@@ -66,43 +75,22 @@ TEST(Reply, TagHelpers)
     reply_close_tag(r.get(), "interface");
     EXPECT_EQ(r.text(), "<interface name=\"eth0\"><ip></ip></interface>");
 
-    auto doc = parse("<set_setting action=\"deferred\"><tcp_serial index=\"2\" "
-                     "ro=\"a&amp;b\"><port>1</port></tcp_serial>"
-                     "text<!-- note --><dns/></set_setting>");
+    auto doc = parse("<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\">"
+                     "<port>1</port></tcp_serial>text<!-- note --><dns/></set_setting>");
     xmlNodePtr root = xmlDocGetRootElement(doc.get());
     reply_buffer tags;
     reply_open_tag_attrs(tags.get(), root);
     reply_empty_children(tags.get(), root);
     reply_empty_tag_attrs(tags.get(), root);
-    EXPECT_EQ(
-        tags.text(),
-        "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"/><comment/><dns/>"
-        "<set_setting action=\"deferred\"/>");
-}
+    EXPECT_EQ(tags.text(),
+              "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"/>"
+              "<comment/><dns/><set_setting action=\"deferred\"/>");
 
-TEST(Reply, EchoedAttributesNeverCarryEntityReferences)
-{
     // A reply has no DTD: a reference copied from the request would make it unparsable.
-    auto doc = parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
+    doc = parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
     ASSERT_TRUE(doc);
-    reply_buffer r;
-    reply_empty_tag_attrs(r.get(), xmlDocGetRootElement(doc.get()));
-    EXPECT_EQ(r.text(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
-    EXPECT_TRUE(parse(r.text()));
-}
-
-TEST(Reply, TrimEnd)
-{
-    reply_buffer r;
-    reply_append(r.get(), "<value>abc\n");
-    EXPECT_EQ(reply_trim_end(r.get(), 1), 0);
-    EXPECT_EQ(r.text(), "<value>abc");
-    EXPECT_EQ(reply_trim_end(r.get(), -1), -1);
-    EXPECT_EQ(reply_trim_end(r.get(), 11), -1);
-    EXPECT_EQ(r.text(), "<value>abc");
-    EXPECT_EQ(reply_trim_end(r.get(), 10), 0);
-    EXPECT_EQ(r.text(), "");
-    EXPECT_EQ(reply_trim_end(nullptr, 0), -1);
-    reply_append(r.get(), "x");
-    EXPECT_EQ(r.text(), "x");
+    reply_buffer echoed;
+    reply_empty_tag_attrs(echoed.get(), xmlDocGetRootElement(doc.get()));
+    EXPECT_EQ(echoed.text(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
+    EXPECT_TRUE(parse(echoed.text()));
 }
