@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <thread>
@@ -35,12 +36,10 @@ struct engine_channel {
     std::string read_message() const
     {
         char letter = 0;
-        if (read(to_parent[0], &letter, 1) != 1) return "";
-        std::string message(1, letter);
-        if (letter != 'd' && letter != 'p') return message;
         unsigned char length = 0;
-        (void)!read(to_parent[0], &length, 1);
-        message.resize(1 + length);
+        if (read(to_parent[0], &letter, 1) != 1) return "";
+        if ((letter == 'd' || letter == 'p') && read(to_parent[0], &length, 1) != 1) return "";
+        std::string message(1 + length, letter);
         for (size_t got = 1; got < message.size();) {
             ssize_t count = read(to_parent[0], message.data() + got, message.size() - got);
             if (count <= 0) return "";
@@ -52,23 +51,19 @@ struct engine_channel {
 
 } // namespace
 
-TEST(Channel, ConcurrentSendersNeverInterleave)
+TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
 {
     engine_channel channel;
-    const std::string dates(25, 'a');
-    const std::string users(99, 'b');
-    std::thread senders[] = {std::thread([&] {
-                                 for (int i = 0; i < rounds; ++i)
-                                     parent_send_data('d', dates.size(), dates.data());
-                             }),
-                             std::thread([&] {
-                                 for (int i = 0; i < rounds; ++i)
-                                     parent_send_data('p', users.size(), users.data());
-                             }),
-                             std::thread([] {
-                                 for (int i = 0; i < rounds; ++i)
-                                     parent_send('g');
-                             })};
+    const std::string dates(25, 'a'), users(99, 'b');
+    auto repeat = [](auto step) {
+        return std::thread([step] {
+            for (int i = 0; i < rounds; ++i)
+                step();
+        });
+    };
+    std::thread senders[] = {repeat([&] { parent_send_data('d', dates.size(), dates.data()); }),
+                             repeat([&] { parent_send_data('p', users.size(), users.data()); }),
+                             repeat([] { parent_send('g'); })};
     std::map<std::string, int> seen;
     for (int i = 0; i < 3 * rounds; ++i)
         ++seen[channel.read_message()];
@@ -76,32 +71,24 @@ TEST(Channel, ConcurrentSendersNeverInterleave)
         sender.join();
     EXPECT_EQ(seen, (std::map<std::string, int>{
                         {"d" + dates, rounds}, {"p" + users, rounds}, {"g", rounds}}));
-}
 
-TEST(Channel, EachRequesterReadsTheAnswerToItsOwnLetter)
-{
-    engine_channel channel;
-    std::thread parent([&] {
+    auto answer_all = [&] {
         for (int i = 0; i < 2 * rounds; ++i) {
             std::string message = channel.read_message();
             std::this_thread::yield();
             const char answer[2] = {message.empty() ? '?' : message[0], '1'};
             (void)!write(channel.from_parent[1], answer, 2);
         }
-    });
-    auto requester = [](char letter, const char *payload, int *mismatches) {
-        for (int i = 0; i < rounds; ++i) {
-            char answer[2] = {0, 0};
-            ssize_t count = parent_request(letter, payload ? 5 : 0, payload, answer, sizeof answer);
-            *mismatches += count != 2 || answer[0] != letter || answer[1] != '1';
-        }
     };
-    int mismatches[2] = {0, 0};
-    std::thread firmware(requester, 'u', nullptr, &mismatches[0]);
-    std::thread password(requester, 'p', "a\036b\036c", &mismatches[1]);
-    firmware.join();
-    password.join();
-    parent.join();
-    EXPECT_EQ(mismatches[0], 0);
-    EXPECT_EQ(mismatches[1], 0);
+    std::atomic<int> mismatches{0};
+    auto request = [&mismatches](char letter, const char *payload) {
+        char answer[2] = {0, 0};
+        ssize_t count = parent_request(letter, payload ? 5 : 0, payload, answer, sizeof answer);
+        mismatches += count != 2 || answer[0] != letter || answer[1] != '1';
+    };
+    std::thread sides[] = {std::thread(answer_all), repeat([&] { request('u', nullptr); }),
+                           repeat([&] { request('p', "a\036b\036c"); })};
+    for (std::thread &side : sides)
+        side.join();
+    EXPECT_EQ(mismatches, 0);
 }

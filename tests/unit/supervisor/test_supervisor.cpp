@@ -1,0 +1,328 @@
+// The root parent: its loop over the engine's letters, the engine watch, the command line and the
+// watchdog heartbeat.
+#include "supervisor/process.h"
+#include "supervisor/root_daemon.h"
+#include "support/config_fixture.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+using namespace std::string_literals;
+using commands = std::vector<std::string>;
+
+namespace
+{
+
+// Commands the parent asked to run, in order; the reboot pause shows as "pause N". A command
+// that starts with a prefix in `answers` (set before the loop runs) gets that raw system() value,
+// others 0. The loop may run on a thread of its own while the test looks.
+struct command_recorder {
+    static inline std::mutex lock;
+    static inline std::vector<std::string> commands;
+    static inline std::vector<std::pair<std::string, int>> answers;
+
+    static std::vector<std::string> taken()
+    {
+        std::lock_guard hold(lock);
+        return commands;
+    }
+    static int run(const char *command)
+    {
+        std::lock_guard hold(lock);
+        commands.emplace_back(command);
+        for (const auto &[prefix, raw] : answers)
+            if (std::string_view(command).starts_with(prefix)) return raw;
+        return 0;
+    }
+    static unsigned pause(unsigned seconds)
+    {
+        return static_cast<unsigned>(run(("pause " + std::to_string(seconds)).c_str()));
+    }
+};
+
+// Runs the parent loop over real pipes, with the shell commands and the reboot pause recorded
+// instead of run. Every fixture gets its own scratch folder for the ntp pid file and heartbeats.
+struct parent_harness {
+    scratch_dir dir;
+    std::string ntp_path = dir.file("chronyd.pid");
+    parent_hooks saved_hooks = root_hooks;
+    int to_parent[2] = {-1, -1}, to_engine[2] = {-1, -1};
+
+    parent_harness()
+    {
+        (void)!pipe(to_parent);
+        (void)!pipe2(to_engine, O_NONBLOCK);
+        root_hooks = {.command_runner = command_recorder::run,
+                      .pause = command_recorder::pause,
+                      .ntp_pid_path = ntp_path.c_str()};
+        command_recorder::commands.clear();
+        command_recorder::answers.clear();
+        setenv("VEXA_SIM_DIR", dir.path().c_str(), 1);
+        stop_requested = 0;
+        child_changed = 0;
+    }
+    ~parent_harness()
+    {
+        root_hooks = saved_hooks;
+        for (int fd : {to_parent[0], to_parent[1], to_engine[0], to_engine[1]})
+            close(fd); // -1 for an end a test closed
+    }
+
+    void send(std::string_view bytes) { (void)!write(to_parent[1], bytes.data(), bytes.size()); }
+    void close_engine_end() { close(std::exchange(to_parent[1], -1)); }
+    // Serves until the loop ends; the link as the loop left it.
+    parent_link run(pid_t engine = 0) const
+    {
+        parent_link link{.from_engine = to_parent[0], .to_engine = to_engine[1], .engine = engine};
+        parent_loop(link);
+        return link;
+    }
+    // Sends `bytes`, closes the engine's end and serves everything up to the end of file.
+    void serve(std::string_view bytes)
+    {
+        send(bytes);
+        close_engine_end();
+        run();
+    }
+    std::string answers() const
+    {
+        char buf[256];
+        ssize_t count = read(to_engine[0], buf, sizeof buf);
+        return count > 0 ? std::string(buf, static_cast<size_t>(count)) : "";
+    }
+};
+
+const std::string generate_line = "/usr/bin/python /etc/vexa/generate/generate.pyc";
+const std::string reboot_steps[] = {"pause 3", "/sbin/reboot"};
+const std::string revert_prefix = "set -e; umask 077; pw=$(/sbin/boardenv --print upasswd);";
+
+// parse_options on "vexacsd" + `args` in a child, since it may end the process; the child's exit
+// status tells 100 + 10 * no_daemon + debug_level.
+int parsed(std::vector<const char *> args)
+{
+    args.insert(args.begin(), "vexacsd");
+    args.push_back(nullptr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        // getopt reorders the pointers, never the words they point to.
+        char **argv = const_cast<char **>(args.data());
+        bool no_daemon = parse_options(static_cast<int>(args.size()) - 1, argv);
+        _exit(100 + 10 * no_daemon + debug_level);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WEXITSTATUS(status);
+}
+
+commands served(const std::string &bytes)
+{
+    parent_harness parent;
+    parent.serve(bytes);
+    return command_recorder::taken();
+}
+
+} // namespace
+
+TEST(ParentLoop, DeferredLettersMergeAndRunBeforeTheNextCommandOrWhenQuiet)
+{
+    EXPECT_EQ(served(std::string(10, 'g')), commands{generate_line});
+    EXPECT_EQ(served("gr"), (commands{generate_line, reboot_steps[0], reboot_steps[1]}));
+    commands got = served("Fg");
+    EXPECT_TRUE(got.size() == 2 && got[0].starts_with(revert_prefix) && got[1] == generate_line);
+
+    parent_harness parent;
+    parent.serve("sgsgs");
+    EXPECT_EQ(command_recorder::taken(),
+              (commands{generate_line, "/etc/init.d/nimbod_stunnel start"}));
+    EXPECT_EQ(parent.answers(), "s1");
+
+    // With the pipe kept open, pending work runs once it goes quiet.
+    parent_harness open;
+    std::thread loop([&open] { open.run(); });
+    auto wait_for_commands = [](size_t count) {
+        for (int i = 0; i < 200 && command_recorder::taken().size() < count; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        return command_recorder::taken();
+    };
+    open.send("gggg");
+    EXPECT_EQ(wait_for_commands(1), commands{generate_line});
+    open.send("g");
+    EXPECT_EQ(wait_for_commands(2), (commands{generate_line, generate_line}));
+    open.close_engine_end();
+    loop.join();
+}
+
+TEST(ParentLoop, RefusedLengthsUnknownLettersAndEndOfFileInPayloadsAreSurvived)
+{
+    log_capture log;
+    parent_harness parent;
+    // Two dates and two user sets of refused lengths, a reboot, a user set of the right length.
+    parent.serve("d\023" + std::string(19, 'r') + "d\032" + std::string(26, 'r') + "rp\002rrp\144" +
+                 std::string(100, 'u') + "p\005a\036b\036c");
+    EXPECT_EQ(command_recorder::taken(), (commands{reboot_steps[0], reboot_steps[1]}));
+    EXPECT_TRUE(log.has(LOG_ERR, "Invalid date set length 19, ignored.\n"));
+    EXPECT_TRUE(log.has(LOG_ERR, "Invalid date set length 26, ignored.\n"));
+    EXPECT_TRUE(log.has(LOG_ERR, "Invalid user set length 2, ignored.\n"));
+    EXPECT_TRUE(log.has(LOG_ERR, "Invalid user set length 100, ignored.\n"));
+    // Password changes are not available: even a well-formed request is refused.
+    EXPECT_EQ(parent.answers(), "p0p0p0");
+
+    EXPECT_EQ(served("x\x00g"s), commands{generate_line});
+    EXPECT_TRUE(log.has(LOG_ERR, "Unknown command '78' sent from child!"));
+    EXPECT_TRUE(log.has(LOG_ERR, "Unknown command '00' sent from child!"));
+
+    EXPECT_EQ(served("gd\024u2024"), commands{generate_line});
+    EXPECT_TRUE(log.has(LOG_CRIT, "Unable to read date from pipe, errno 0\n"));
+    parent_harness cut;
+    cut.serve("p");
+    EXPECT_TRUE(log.has(LOG_CRIT, "Unable to read length from pipe, errno 0\n"));
+    EXPECT_EQ(cut.answers(), "p0");
+    EXPECT_EQ(served("d\x63" + std::string(10, '9')), commands{});
+    EXPECT_TRUE(log.has(LOG_ERR, "Invalid date set length 99, ignored.\n"));
+}
+
+TEST(ParentLoop, SetDateBuildsItsCommandOnlyFromAWellFormedDate)
+{
+    EXPECT_EQ(served("d\x14u2024-05-01 10:20:30"),
+              commands{"/bin/date -u -s '2024-05-01 10:20:30' && /sbin/hwclock -u -w"});
+    EXPECT_EQ(served("d\x19l1999-12-31 23:59:59     "),
+              commands{"/bin/date -s '1999-12-31 23:59:59     ' && /sbin/hwclock -u -w"});
+    for (std::string text :
+         {"u2024-05-01 10:20:3'"s, "x2024-05-01 10:20:30"s, "u2024-05-01T10:20:30"s,
+          "l2024-05-01 10:20:30Z"s, "u2024-05-01 10:20:30 ;"s, "u2024-05-0\0 10:20:30"s}) {
+        log_capture refused;
+        EXPECT_EQ(served("d" + std::string(1, static_cast<char>(text.size())) + text), commands{})
+            << text;
+        EXPECT_TRUE(refused.has(LOG_ERR, "Invalid date set text, ignored.\n")) << text;
+    }
+
+    log_capture log;
+    parent_harness parent;
+    parent.dir.write("chronyd.pid", "42\n");
+    parent.serve("d\x14u2024-05-01 10:20:30g");
+    EXPECT_EQ(command_recorder::taken(), commands{generate_line});
+    EXPECT_TRUE(log.has(LOG_WARNING, "Date set ignored because ntp is enabled."));
+}
+
+TEST(ParentLoop, ActionsAreJudgedByTheExitStatusByte)
+{
+    log_capture log;
+    parent_harness parent;
+    command_recorder::answers = {{"/usr/bin/python", 256},
+                                 {"output=$(/usr/bin/vexa_update_firmware", 9},
+                                 {"/sbin/reboot", -1}};
+    parent.serve("gur");
+    EXPECT_TRUE(log.has(LOG_CRIT, "generate failed, exit status 1"));
+    // Killed by a signal still passes the exit-status rule, but only a raw 0 answers "1".
+    EXPECT_TRUE(log.has(
+        LOG_INFO, "firmware update succeeded with return value 9, exit status 0, rebooting.\n"));
+    EXPECT_EQ(parent.answers(), "u0");
+    EXPECT_TRUE(log.has(LOG_CRIT, "reset failed, exit status 255"));
+
+    parent_harness second;
+    command_recorder::answers = {{"set -e", 512}, {"/etc/init.d/nimbod_stunnel", 3 << 8}};
+    second.serve("uFs");
+    EXPECT_TRUE(log.has(
+        LOG_INFO, "firmware update succeeded with return value 0, exit status 0, rebooting.\n"));
+    EXPECT_EQ(second.answers(), "u1s0");
+    EXPECT_TRUE(log.has(LOG_ERR, "Password revert failed, exit status 2"));
+    EXPECT_TRUE(log.has(LOG_CRIT, "revert_to_factory: Unable to reset associated items!\n"));
+    EXPECT_TRUE(log.has(LOG_CRIT, "start stunnel failed, exit status 3"));
+
+    // Answers to a vanished engine are logged, not fatal.
+    parent_harness vanished;
+    close(std::exchange(vanished.to_engine[0], -1));
+    vanished.serve("ug");
+    EXPECT_TRUE(log.has(LOG_CRIT, "Unable to write to child 32 (Broken pipe)"));
+    EXPECT_EQ(command_recorder::taken().back(), generate_line);
+}
+
+TEST(EngineWatch, ALostEngineEndsTheLoopAndIsReaped)
+{
+    install_parent_signals();
+    for (bool killed : {false, true}) {
+        log_capture log;
+        parent_harness parent;
+        pid_t engine = fork();
+        if (engine == 0) {
+            if (killed) pause();
+            _exit(3);
+        }
+        // The stand-in engine's copy alone keeps the pipe open.
+        parent.close_engine_end();
+        if (killed) kill(engine, SIGKILL);
+        EXPECT_EQ(parent.run(engine).engine, 0);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "the engine has been reaped";
+        EXPECT_TRUE(log.has(LOG_WARNING, killed ? "Lost child: child terminated; signal 9 (Killed)"
+                                                : "Lost child: child exited"));
+    }
+    for (int signal_number : {SIGTERM, SIGINT, SIGCHLD, SIGHUP})
+        signal(signal_number, SIG_DFL);
+}
+
+TEST(Options, FlagsAreCountedAndValuesIgnored)
+{
+    EXPECT_EQ(parsed({}), 100);
+    EXPECT_EQ(parsed({"-d", "-n", "-c", "-d", "-d"}), 112) << "-c takes the next word";
+    EXPECT_EQ(parsed({"-nd", "-i", "v"}), 111) << "-i takes the next word";
+    EXPECT_STREQ(program_name("/usr/sbin/vexacsd"), "vexacsd");
+    EXPECT_STREQ(program_name("vexacsd"), "vexacsd");
+}
+
+TEST(Heartbeat, AtMostOncePerThreeHundredSecondsOfUptime)
+{
+    static unsigned long fake_uptime = 0;
+    static int fake_error = 0;
+    log_capture log;
+    scratch_dir dir;
+    setenv("VEXA_SIM_DIR", dir.path().c_str(), 1);
+    heartbeat_use_uptime_source([](unsigned long *seconds) {
+        *seconds = fake_uptime;
+        return -fake_error;
+    });
+    const std::string path = dir.file("heartbeats.log");
+    // The number of heartbeats recorded after one at `uptime`, each checked for its form.
+    auto beat_at = [&path](unsigned long uptime) {
+        fake_uptime = uptime;
+        watchdog_heartbeat();
+        std::istringstream in(read_file(path));
+        size_t count = 0;
+        const std::string form = "vexacsd_watchdog 0 restart_vexacsd 600 ";
+        for (std::string line; std::getline(in, line); ++count)
+            EXPECT_TRUE(line.starts_with(form) && line.size() > form.size() &&
+                        line.find_first_not_of("0123456789", form.size()) == std::string::npos)
+                << line;
+        return count;
+    };
+    // Far from any value an earlier test left, so the first call sends.
+    const unsigned long start = 10'000'000;
+    for (auto [after, count] :
+         {std::pair{0ul, 1ul}, {300ul, 1ul}, {301ul, 2ul}, {601ul, 2ul}, {602ul, 3ul}})
+        EXPECT_EQ(beat_at(start + after), count) << after;
+    struct stat info = {};
+    ASSERT_EQ(stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0666u) << "the unprivileged engine appends to the parent's file";
+
+    // Without a readable uptime the time counts as 0, which is never a time of a last heartbeat.
+    fake_error = EIO;
+    EXPECT_EQ(beat_at(start + 700), 4u);
+    EXPECT_TRUE(log.has(LOG_ERR, "Unable to read sysinfo! 5"));
+    EXPECT_EQ(beat_at(start + 701), 5u);
+    heartbeat_use_uptime_source(nullptr);
+}
