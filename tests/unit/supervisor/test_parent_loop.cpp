@@ -1,5 +1,4 @@
-// The root parent: its loop over the engine's letters, the engine watch, the command line and the
-// watchdog heartbeat.
+// The root parent: its loop over the engine's letters and the watch over the engine.
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
 #include "support/config_fixture.h"
@@ -111,24 +110,6 @@ struct parent_harness {
 const std::string generate_line = "/usr/bin/python /etc/vexa/generate/generate.pyc";
 const std::string reboot_steps[] = {"pause 3", "/sbin/reboot"};
 const std::string revert_prefix = "set -e; umask 077; pw=$(/sbin/boardenv --print upasswd);";
-
-// parse_options on "vexacsd" + `args` in a child, since it may end the process; the child's exit
-// status tells 100 + 10 * no_daemon + debug_level.
-int parsed(std::vector<const char *> args)
-{
-    args.insert(args.begin(), "vexacsd");
-    args.push_back(nullptr);
-    pid_t pid = fork();
-    if (pid == 0) {
-        // getopt reorders the pointers, never the words they point to.
-        char **argv = const_cast<char **>(args.data());
-        bool no_daemon = parse_options(static_cast<int>(args.size()) - 1, argv);
-        _exit(100 + 10 * no_daemon + debug_level);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WEXITSTATUS(status);
-}
 
 commands served(const std::string &bytes)
 {
@@ -274,55 +255,4 @@ TEST(EngineWatch, ALostEngineEndsTheLoopAndIsReaped)
     }
     for (int signal_number : {SIGTERM, SIGINT, SIGCHLD, SIGHUP})
         signal(signal_number, SIG_DFL);
-}
-
-TEST(Options, FlagsAreCountedAndValuesIgnored)
-{
-    EXPECT_EQ(parsed({}), 100);
-    EXPECT_EQ(parsed({"-d", "-n", "-c", "-d", "-d"}), 112) << "-c takes the next word";
-    EXPECT_EQ(parsed({"-nd", "-i", "v"}), 111) << "-i takes the next word";
-    EXPECT_STREQ(program_name("/usr/sbin/vexacsd"), "vexacsd");
-    EXPECT_STREQ(program_name("vexacsd"), "vexacsd");
-}
-
-TEST(Heartbeat, AtMostOncePerThreeHundredSecondsOfUptime)
-{
-    static unsigned long fake_uptime = 0;
-    static int fake_error = 0;
-    log_capture log;
-    scratch_dir dir;
-    setenv("VEXA_SIM_DIR", dir.path().c_str(), 1);
-    heartbeat_use_uptime_source([](unsigned long *seconds) {
-        *seconds = fake_uptime;
-        return -fake_error;
-    });
-    const std::string path = dir.file("heartbeats.log");
-    // The number of heartbeats recorded after one at `uptime`, each checked for its form.
-    auto beat_at = [&path](unsigned long uptime) {
-        fake_uptime = uptime;
-        watchdog_heartbeat();
-        std::istringstream in(read_file(path));
-        size_t count = 0;
-        const std::string form = "vexacsd_watchdog 0 restart_vexacsd 600 ";
-        for (std::string line; std::getline(in, line); ++count)
-            EXPECT_TRUE(line.starts_with(form) && line.size() > form.size() &&
-                        line.find_first_not_of("0123456789", form.size()) == std::string::npos)
-                << line;
-        return count;
-    };
-    // Far from any value an earlier test left, so the first call sends.
-    const unsigned long start = 10'000'000;
-    for (auto [after, count] :
-         {std::pair{0ul, 1ul}, {300ul, 1ul}, {301ul, 2ul}, {601ul, 2ul}, {602ul, 3ul}})
-        EXPECT_EQ(beat_at(start + after), count) << after;
-    struct stat info = {};
-    ASSERT_EQ(stat(path.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0666u) << "the unprivileged engine appends to the parent's file";
-
-    // Without a readable uptime the time counts as 0, which is never a time of a last heartbeat.
-    fake_error = EIO;
-    EXPECT_EQ(beat_at(start + 700), 4u);
-    EXPECT_TRUE(log.has(LOG_ERR, "Unable to read sysinfo! 5"));
-    EXPECT_EQ(beat_at(start + 701), 5u);
-    heartbeat_use_uptime_source(nullptr);
 }
