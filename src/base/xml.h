@@ -36,6 +36,10 @@ using text_ptr = std::unique_ptr<xmlChar, xml_free_deleter>;
 // request can neither read a file nor expand entities; libxml2's depth and size limits stay on.
 constexpr int safe_parse_options = XML_PARSE_NONET | XML_PARSE_NOWARNING | XML_PARSE_NOERROR;
 
+// The nodes that `xpath` selects in `doc` (the set may be empty); nullptr when the expression
+// cannot be evaluated or does not yield a node set.
+xpath_object_ptr select_nodes(xmlDocPtr doc, const char *xpath);
+
 // Parses request text that need not be terminated; nullptr when it is not well-formed.
 doc_ptr parse_memory(const char *text, int size);
 // Parses a file of the device; nullptr when it is missing or not well-formed.

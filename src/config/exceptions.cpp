@@ -60,10 +60,8 @@ void trace_element(const char *title, xmlDocPtr doc, xmlNodePtr element)
 
 int copy_matching_nodes(xmlDocPtr target, xmlDocPtr doc, const char *xpath)
 {
-    xml::xpath_context_ptr context(doc ? xmlXPathNewContext(doc) : nullptr);
-    if (!context) return -1;
-    xml::xpath_object_ptr result(xmlXPathEvalExpression(xml::uchars(xpath), context.get()));
-    xmlNodeSetPtr set = result && result->type == XPATH_NODESET ? result->nodesetval : nullptr;
+    xml::xpath_object_ptr result = xml::select_nodes(doc, xpath);
+    xmlNodeSetPtr set = result ? result->nodesetval : nullptr;
     if (!set || set->nodeNr == 0) return -1;
     xmlNodePtr root = xmlDocGetRootElement(target);
     for (int i = 0; i < set->nodeNr; ++i)

@@ -48,18 +48,12 @@ xml::text_ptr evaluate(int save, const char *xpath)
         trace("Invalid SAVE value %d\n", save);
         return nullptr;
     }
-    xml::xpath_context_ptr context(xmlXPathNewContext(doc));
-    if (!context) {
-        trace("Unable to allocate XPath context");
-        return nullptr;
-    }
-    xml::xpath_object_ptr result(xmlXPathEvalExpression(xml::uchars(xpath), context.get()));
+    xml::xpath_object_ptr result = xml::select_nodes(doc, xpath);
     if (!result) {
         trace("Unable to find %s in %s\n", xpath, config_select_path(save));
         return nullptr;
     }
-    xmlNodePtr node =
-        result->type == XPATH_NODESET ? single_valued_element(result->nodesetval) : nullptr;
+    xmlNodePtr node = single_valued_element(result->nodesetval);
     if (!node) return nullptr;
     xml::text_ptr value(xmlNodeGetContent(node));
     if (value && debug_level > 0) {
