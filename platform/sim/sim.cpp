@@ -1,0 +1,64 @@
+#include "sim.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace sim
+{
+namespace
+{
+
+std::string folder(const char *variable, const char *usual)
+{
+    const char *dir = std::getenv(variable);
+    return dir && *dir ? dir : usual;
+}
+
+std::optional<std::string> read_file(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return std::nullopt;
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) return std::nullopt;
+    return text.str();
+}
+
+} // namespace
+
+std::optional<std::string> read_data(std::string_view name)
+{
+    return read_file(folder("VEXA_SIM_DATA", "/etc/vexa/sim") + "/" + std::string(name));
+}
+
+void record_call(std::string_view function, std::initializer_list<std::string_view> args)
+{
+    std::string line(function);
+    for (std::string_view arg : args)
+        line.append(" ").append(arg);
+    line += '\n';
+    std::string path = folder("VEXA_SIM_DIR", "/var/run/sim") + "/calls.log";
+    int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return;
+    ssize_t written;
+    do {
+        written = write(fd, line.data(), line.size());
+    } while (written < 0 && errno == EINTR);
+    close(fd);
+}
+
+int call_result(std::string_view function, int usual)
+{
+    auto text = read_file(folder("VEXA_SIM_DIR", "/var/run/sim") + "/exit/" + std::string(function));
+    if (!text) return usual;
+    char *end = nullptr;
+    long value = std::strtol(text->c_str(), &end, 10);
+    return end == text->c_str() ? usual : static_cast<int>(value);
+}
+
+} // namespace sim
