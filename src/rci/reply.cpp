@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 void reply_printf(xmlBufferPtr buf, const char *fmt, ...)
 {
@@ -101,4 +102,60 @@ int reply_trim_end(xmlBufferPtr buf, int count)
     buf->use -= static_cast<unsigned>(count);
     buf->content[buf->use] = 0;
     return 0;
+}
+
+namespace
+{
+
+// Length of the valid UTF-8 sequence at `p` (at most `left` bytes) that encodes a character XML
+// admits, or 0.
+size_t xml_char_length(const unsigned char *p, size_t left)
+{
+    unsigned c = p[0];
+    if (c < 0x80) return c >= 0x20 || c == '\t' || c == '\n' || c == '\r' ? 1 : 0;
+    size_t length = c >= 0xf0 ? 4 : c >= 0xe0 ? 3 : c >= 0xc0 ? 2 : 0;
+    if (length == 0 || length > left || c > 0xf4) return 0;
+    unsigned code = c & (0x3f >> (length - 1));
+    for (size_t i = 1; i < length; ++i) {
+        if ((p[i] & 0xc0) != 0x80) return 0;
+        code = (code << 6) | (p[i] & 0x3f);
+    }
+    static constexpr unsigned shortest[] = {0, 0, 0x80, 0x800, 0x10000};
+    bool surrogate = code >= 0xd800 && code <= 0xdfff;
+    if (code < shortest[length] || surrogate || code == 0xfffe || code == 0xffff || code > 0x10ffff)
+        return 0;
+    return length;
+}
+
+} // namespace
+
+void reply_text(xmlBufferPtr buf, const char *text, size_t length)
+{
+    const auto *p = reinterpret_cast<const unsigned char *>(text);
+    size_t plain = 0; // bytes at the start of p that go out unchanged
+    auto flush = [&] {
+        if (plain) xmlBufferAdd(buf, p, static_cast<int>(plain));
+        p += plain;
+        length -= plain;
+        plain = 0;
+    };
+    while (plain < length) {
+        unsigned char c = p[plain];
+        const char *escape = c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : nullptr;
+        size_t valid = escape ? 0 : xml_char_length(p + plain, length - plain);
+        if (valid) {
+            plain += valid;
+            continue;
+        }
+        flush();
+        xmlBufferCCat(buf, escape ? escape : "?");
+        ++p;
+        --length;
+    }
+    flush();
+}
+
+void reply_text(xmlBufferPtr buf, const char *text)
+{
+    if (text) reply_text(buf, text, std::strlen(text));
 }

@@ -6,10 +6,18 @@
 
 #include <libxml/tree.h>
 
+#include <cstddef>
+
 // Appends at most 255 formatted characters; longer output is cut there.
 void reply_printf(xmlBufferPtr buf, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 // Appends text of any length, unformatted.
 void reply_append(xmlBufferPtr buf, const char *text);
+// Appends text that comes from the system (a file, a tool's output, a library) as element
+// content: "&", "<" and ">" escaped, bytes that XML does not admit (control characters other than
+// tab, line feed and carriage return, broken UTF-8) replaced by "?", so any such text leaves the
+// reply well formed.
+void reply_text(xmlBufferPtr buf, const char *text, size_t length);
+void reply_text(xmlBufferPtr buf, const char *text);
 // Appends <error id="N"><desc>DESC</desc>[<hint>HINT</hint>]</error>, preceded by ">" when the
 // buffer is not empty and does not already end in ">".
 void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint);

@@ -94,3 +94,27 @@ TEST(Reply, TagHelpersEchoAttributesWithoutEntityReferences)
     EXPECT_EQ(echoed.text(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
     EXPECT_TRUE(parse(echoed.text()));
 }
+
+// Whatever bytes the system hands over, the element they end up in parses and keeps every
+// character XML admits.
+TEST(Reply, SystemTextAlwaysParses)
+{
+    const std::string cases[] = {
+        "home & <away>",
+        std::string("ctl\x01\x1f tab\tline\n", 16),
+        "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80",
+        "broken \xc3 \xe2\x82 \xff\xfe \xed\xa0\x80 \xc0\xaf \xef\xbf\xbe",
+        std::string("nul\0inside", 10),
+    };
+    for (const std::string &text : cases) {
+        reply_buffer r;
+        reply_append(r.get(), "<v>");
+        reply_text(r.get(), text.data(), text.size());
+        reply_append(r.get(), "</v>");
+        xml::doc_ptr doc = parse(r.text());
+        ASSERT_TRUE(doc) << r.text();
+    }
+    reply_buffer r;
+    reply_text(r.get(), "a&b<c>d \xc3\xa9\x01");
+    EXPECT_EQ(r.text(), "a&amp;b&lt;c&gt;d \xc3\xa9?");
+}
