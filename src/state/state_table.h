@@ -47,13 +47,16 @@ using state_provider = int (*)(xmlBufferPtr reply, xmlNodePtr element, int mode,
 struct state_row {
     const char *name;
     state_provider provider;
-    state_arg arg;
-    const char *name_attr;
-    const char *capability;
-    bool self_tagged;
+    state_arg arg = {};
+    const char *name_attr = nullptr;
+    const char *capability = nullptr;
+    bool self_tagged = false;
 };
 
 // Walks arg.table under `element` (every row when the element has no child nodes, else the rows
 // its child elements name, in request order). Returns the result of the last provider it called,
 // or -1 when it called none. It is the provider of the groups that are field tables.
 int render_state_table(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
+
+// The state groups, in the order query_state lists them.
+extern const state_table state_groups;

@@ -1,0 +1,15 @@
+#include "state/stats/stats.h"
+
+#include <array>
+
+namespace
+{
+
+// The state groups in the order query_state lists them; a new group is one row here.
+constexpr std::array state_group_rows{
+    state_row{.name = "python_info", .provider = python_info, .capability = "pyas"},
+};
+
+} // namespace
+
+const state_table state_groups{state_group_rows};
