@@ -14,8 +14,11 @@ namespace
 xmlDocPtr query_document(xmlNodePtr request, bool *known)
 {
     *known = true;
-    const xmlChar *source = request ? attr_text(request, "source") : nullptr;
-    if (!source || xmlStrEqual(source, xml::uchars("current"))) return config_current();
+    if (!request || !xmlHasProp(request, xml::uchars("source"))) return config_current();
+    // An empty (or unreadable) source names no document: it is refused like any unknown name.
+    const xmlChar *source = attr_text(request, "source");
+    if (!source) source = xml::uchars("");
+    if (xmlStrEqual(source, xml::uchars("current"))) return config_current();
     if (xmlStrEqual(source, xml::uchars("defaults")) ||
         xmlStrEqual(source, xml::uchars("internal_defaults")))
         return config_defaults();

@@ -59,9 +59,12 @@ TEST_F(QuerySetting, DocumentSelectionAndAccessRulesPerSource)
               "<query_setting source=\"defaults\">" + dns);
     EXPECT_EQ(query("<query_setting source=\"internal_defaults\"><dns/></query_setting>"),
               "<query_setting source=\"internal_defaults\">" + dns);
-    EXPECT_EQ(query("<query_setting source=\"factory\"/>"),
-              "<error id=\"4\"><desc>Internal error</desc><hint>query_setting</hint></error>");
-    EXPECT_TRUE(log.has(LOG_ERR, "Invalid source factory specified for read_dom\n"));
+    for (const char *source : {"factory", ""}) {
+        EXPECT_EQ(query("<query_setting source=\"" + std::string(source) + "\"/>"),
+                  "<error id=\"4\"><desc>Internal error</desc><hint>query_setting</hint></error>");
+        EXPECT_TRUE(log.has(LOG_ERR, "Invalid source " + std::string(source) +
+                                         " specified for read_dom\n"));
+    }
 
     std::string python = query("<query_setting/>");
     EXPECT_EQ(python.find("<query_setting><system><name>gw</name><serial>SN1</serial></system>"
