@@ -20,8 +20,9 @@ enum bus_op : int {
 // Size of the echo reply, and of the reply area every message starts with.
 inline constexpr size_t bus_reply_area_size = 256;
 
-// Empties the registry and starts the listener thread. 0, or -1 when the thread cannot start.
-int start_bus_thread();
+// Empties the registry and starts the listener thread, which calls `idle` after every 30 seconds
+// without a message. 0, or -1 when the thread cannot start.
+int start_bus_thread(msgbus_idle idle);
 
 // "nimbo" for the cloud connector's identity (uid 1000, gid 72), "python" for every other peer.
 const char *request_source(const struct msgbus_credentials &credentials);

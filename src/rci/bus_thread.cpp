@@ -1,6 +1,5 @@
 #include "base/log.h"
 #include "rci/bus.h"
-#include "supervisor/process.h"
 
 #include <pthread.h>
 
@@ -9,20 +8,24 @@
 namespace
 {
 
+// Set before the listener thread starts, read only by it.
+msgbus_idle listener_idle = nullptr;
+
 void *listen_on_bus(void *)
 {
     // msgbus_listen serves the endpoint until a fatal error; the engine then serves no more
     // requests, which the missing heartbeats make known to the watchdog.
-    int result = msgbus_listen("vexacs", bus_message_handler, nullptr, 30, watchdog_heartbeat);
+    int result = msgbus_listen("vexacs", bus_message_handler, nullptr, 30, listener_idle);
     log_msg(LOG_CRIT, "Message bus listener ended: %d\n", result);
     return nullptr;
 }
 
 } // namespace
 
-int start_bus_thread()
+int start_bus_thread(msgbus_idle idle)
 {
     registry_init();
+    listener_idle = idle;
     pthread_t thread;
     int error = pthread_create(&thread, nullptr, listen_on_bus, nullptr);
     if (error != 0) {

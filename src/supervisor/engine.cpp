@@ -89,7 +89,8 @@ void engine_main()
     }
     // The start functions of the request subsystems follow here, in start order; after them the
     // main thread has nothing left to do.
-    start_bus_thread();
+    // The listener's idle time is when the engine tells the watchdog it is alive.
+    start_bus_thread(watchdog_heartbeat);
     pelk_reserve_targets();
     for (;;)
         sleep(10000);
