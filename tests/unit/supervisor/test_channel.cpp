@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <string>
 #include <thread>
@@ -61,9 +62,10 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
                 step();
         });
     };
-    std::thread senders[] = {repeat([&] { parent_send_data('d', dates.size(), dates.data()); }),
-                             repeat([&] { parent_send_data('p', users.size(), users.data()); }),
-                             repeat([] { parent_send('g'); })};
+    std::thread senders[] = {
+        repeat([&] { parent_send_data(LETTER_DATE, dates.size(), dates.data()); }),
+        repeat([&] { parent_send_data(LETTER_PASSWORD, users.size(), users.data()); }),
+        repeat([] { parent_send(LETTER_GENERATE); })};
     std::map<std::string, int> seen;
     for (int i = 0; i < 3 * rounds; ++i)
         ++seen[channel.read_message()];
@@ -81,14 +83,59 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
         }
     };
     std::atomic<int> mismatches{0};
-    auto request = [&mismatches](char letter, const char *payload) {
+    auto request = [&mismatches](parent_letter letter, const char *payload) {
         char answer[2] = {0, 0};
         ssize_t count = parent_request(letter, payload ? 5 : 0, payload, answer, sizeof answer);
-        mismatches += count != 2 || answer[0] != letter || answer[1] != '1';
+        mismatches += !parent_answer_accepted(letter, answer, count);
     };
-    std::thread sides[] = {std::thread(answer_all), repeat([&] { request('u', nullptr); }),
-                           repeat([&] { request('p', "a\036b\036c"); })};
+    std::thread sides[] = {std::thread(answer_all),
+                           repeat([&] { request(LETTER_FIRMWARE, nullptr); }),
+                           repeat([&] { request(LETTER_PASSWORD, "a\036b\036c"); })};
     for (std::thread &side : sides)
         side.join();
     EXPECT_EQ(mismatches, 0);
+}
+
+// A firmware apply keeps its exchange open for minutes; every other letter must still go out.
+TEST(Channel, SendingNeverWaitsForAnOpenExchange)
+{
+    engine_channel channel;
+    std::atomic<bool> answered{false};
+    char answer[2] = {0, 0};
+    std::thread apply([&] {
+        ssize_t count = parent_request(LETTER_FIRMWARE, 0, nullptr, answer, sizeof answer);
+        answered = parent_answer_accepted(LETTER_FIRMWARE, answer, count);
+    });
+    EXPECT_EQ(channel.read_message(), "u");
+    const char date[] = "u2024-05-01 10:20:30";
+    std::atomic<bool> sent{false};
+    std::thread sender([&] {
+        parent_send(LETTER_GENERATE);
+        parent_send_data(LETTER_DATE, sizeof date - 1, date);
+        sent = true;
+    });
+    for (int i = 0; i < 50 && !sent; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(sent) << "the senders waited for the open exchange";
+    EXPECT_FALSE(answered);
+    (void)!write(channel.from_parent[1], "u1", 2);
+    sender.join();
+    apply.join();
+    EXPECT_EQ(channel.read_message(), "g");
+    EXPECT_EQ(channel.read_message(), std::string("d") + date);
+    EXPECT_TRUE(answered);
+}
+
+TEST(Channel, OnlyTheAskersOwnLetterFollowedByDoneIsAccepted)
+{
+    struct case_row {
+        const char *answer;
+        ssize_t count;
+        bool accepted;
+    };
+    for (const case_row &row :
+         {case_row{"u1", 2, true}, case_row{"u0", 2, false}, case_row{"p1", 2, false},
+          case_row{"u1", 1, false}, case_row{"u1", -1, false}, case_row{"1u", 2, false}})
+        EXPECT_EQ(parent_answer_accepted(LETTER_FIRMWARE, row.answer, row.count), row.accepted)
+            << row.answer << " " << row.count;
 }
