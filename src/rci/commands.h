@@ -7,3 +7,4 @@ int query_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source);
 int set_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source);
 int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *source);
 int reboot_command(xmlBufferPtr reply, xmlNodePtr command, const char *source);
+int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source);
