@@ -23,11 +23,9 @@ int fail(const char *what)
 
 int connect_connector()
 {
-    std::string path = sim::run_path(nimbo_sim::socket_name);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) return -1;
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    sockaddr_un address;
+    std::string path;
+    if (!nimbo_sim::socket_address(address, path)) return -1;
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
         close(fd);
