@@ -1,4 +1,4 @@
-#include "supervisor/channel.h"
+#include "support/engine_channel.h"
 
 #include <gtest/gtest.h>
 
@@ -14,41 +14,6 @@ namespace
 {
 
 constexpr int rounds = 400;
-
-// Points the engine's channel at fresh pipes and plays the parent's side of them.
-struct engine_channel {
-    int to_parent[2] = {-1, -1}, from_parent[2] = {-1, -1};
-
-    engine_channel()
-    {
-        (void)!pipe(to_parent);
-        (void)!pipe(from_parent);
-        to_parent_fd = to_parent[1];
-        from_parent_fd = from_parent[0];
-    }
-    ~engine_channel()
-    {
-        to_parent_fd = from_parent_fd = -1;
-        for (int fd : {to_parent[0], to_parent[1], from_parent[0], from_parent[1]})
-            close(fd);
-    }
-
-    // Reads one message as the parent does: its letter followed by its payload, or "" at EOF.
-    std::string read_message() const
-    {
-        char letter = 0;
-        unsigned char length = 0;
-        if (read(to_parent[0], &letter, 1) != 1) return "";
-        if ((letter == 'd' || letter == 'p') && read(to_parent[0], &length, 1) != 1) return "";
-        std::string message(1 + length, letter);
-        for (size_t got = 1; got < message.size();) {
-            ssize_t count = read(to_parent[0], message.data() + got, message.size() - got);
-            if (count <= 0) return "";
-            got += static_cast<size_t>(count);
-        }
-        return message;
-    }
-};
 
 } // namespace
 
@@ -118,7 +83,7 @@ TEST(Channel, SendingNeverWaitsForAnOpenExchange)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_TRUE(sent) << "the senders waited for the open exchange";
     EXPECT_FALSE(answered);
-    (void)!write(channel.from_parent[1], "u1", 2);
+    channel.answer("u1");
     sender.join();
     apply.join();
     EXPECT_EQ(channel.read_message(), "g");
