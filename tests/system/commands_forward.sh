@@ -51,7 +51,11 @@ check_equal "the other commands of the request still run" \
     "$(wrapped "$(not_registered a)<do_command target=\"myapp\"><ok/></do_command>")" \
     "$(reply_of '<do_command target="a"/><do_command target="myapp"/>')"
 
-# --- the radio names never reach a client ---
+# --- the built-in names never reach a client, even one that registered them ---
+serve set_password --answer '<claimed/>'
+check_equal "set_password stays built in" \
+    "$(wrapped '<do_command target="set_password"><error id="5"><desc>Missing parameter</desc><hint>login</hint></error></do_command>')" \
+    "$(reply_of '<do_command target="set_password"/>')"
 for radio in pelk zigbee; do
     reply=$(reply_of "<do_command target=\"$radio\"><query_state/></do_command>")
     check_contains "$radio goes to the radio" "<do_command target=\"$radio\">" "$reply"

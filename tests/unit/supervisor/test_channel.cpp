@@ -90,17 +90,3 @@ TEST(Channel, SendingNeverWaitsForAnOpenExchange)
     EXPECT_EQ(channel.read_message(), std::string("d") + date);
     EXPECT_TRUE(answered);
 }
-
-TEST(Channel, OnlyTheAskersOwnLetterFollowedByDoneIsAccepted)
-{
-    struct case_row {
-        const char *answer;
-        ssize_t count;
-        bool accepted;
-    };
-    for (const case_row &row :
-         {case_row{"u1", 2, true}, case_row{"u0", 2, false}, case_row{"p1", 2, false},
-          case_row{"u1", 1, false}, case_row{"u1", -1, false}, case_row{"1u", 2, false}})
-        EXPECT_EQ(parent_answer_accepted(LETTER_FIRMWARE, row.answer, row.count), row.accepted)
-            << row.answer << " " << row.count;
-}
