@@ -45,7 +45,7 @@ int image_path(xmlNodePtr command, std::string &path)
 }
 
 // The image is looked at without following a link: a link would have the mode change below act
-// on a file elsewhere.
+// on a file elsewhere. A file of the wrong kind is reported with errno 0: no call failed.
 int admit_image(const char *path)
 {
     struct stat info {
