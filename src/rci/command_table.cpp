@@ -15,6 +15,7 @@ constexpr std::array rci_command_table{
     rci_command{.name = "reboot", .handler = reboot_command},
     rci_command{.name = "set_state", .handler = set_state},
     rci_command{.name = "query_state", .handler = query_state},
+    rci_command{.name = "query_descriptor", .handler = query_descriptor},
 };
 
 } // namespace

@@ -9,3 +9,4 @@ int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *sour
 int reboot_command(xmlBufferPtr reply, xmlNodePtr command, const char *source);
 int set_state(xmlBufferPtr reply, xmlNodePtr command, const char *source);
 int query_state(xmlBufferPtr reply, xmlNodePtr command, const char *source);
+int query_descriptor(xmlBufferPtr reply, xmlNodePtr command, const char *source);
