@@ -29,11 +29,14 @@ struct outcome_report {
 // A negative outcome means a provider failed, or no row matched.
 const outcome_report &report_for(int outcome)
 {
-    static constexpr outcome_report not_updated{2, "Unable to update state",
-                                                "Unable to update state\n"};
-    static constexpr outcome_report no_value{1, "Value missing", "set_state no value\n"};
-    static constexpr outcome_report not_settable{4, "Not settable", "set_state not settable\n"};
-    static constexpr outcome_report unknown{3, "Unknown error", "set_state unknown error\n"};
+    static constexpr outcome_report not_updated{
+        .id = 2, .text = "Unable to update state", .log = "Unable to update state\n"};
+    static constexpr outcome_report no_value{
+        .id = 1, .text = "Value missing", .log = "set_state no value\n"};
+    static constexpr outcome_report not_settable{
+        .id = 4, .text = "Not settable", .log = "set_state not settable\n"};
+    static constexpr outcome_report unknown{
+        .id = 3, .text = "Unknown error", .log = "set_state unknown error\n"};
     if (outcome < 0) return not_updated;
     if (outcome == STATE_NO_VALUE) return no_value;
     if (outcome == STATE_NOT_SETTABLE) return not_settable;
