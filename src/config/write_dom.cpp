@@ -5,7 +5,6 @@
 #include "config/merge.h"
 #include "config/query.h"
 #include "config/save.h"
-#include "config/validation.h"
 #include "config/worklog.h"
 #include "rci/commands.h"
 #include "rci/reply.h"
@@ -102,7 +101,9 @@ int apply_change(xmlNodePtr request, const char *source, int notify, xmlBufferPt
 {
     bool deferred = false;
     if (int error = check_request(request, &deferred)) return error;
-    if (int error = validate_request(request, paths_in_use.schema, errors)) return error;
+    if (int error = validate_request(request, paths_in_use.schema, set_setting_rule, errors))
+        return error;
+    log_msg(LOG_INFO, "Validation of RCI set_setting request successful\n");
     worklog_lock worklog;
     if (worklog.fd() < 0) {
         log_msg(LOG_ERR, "Unable to open configuration worklog(%d). (%d)\n", worklog.fd(), errno);

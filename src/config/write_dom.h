@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "rci/validation.h"
 
 // Files of the device that configuration changes read besides the configuration file table.
 // The daemon always uses the device's; tests point them at scratch files.
@@ -18,6 +19,14 @@ inline constexpr change_paths device_change_paths{
 };
 const change_paths &current_change_paths();
 void set_change_paths(const change_paths &paths);
+
+// Validation errors are id 7, one per problem; a grammar that cannot be read is id 8.
+inline constexpr validation_rule set_setting_rule{
+    .command = "set_setting",
+    .invalid_id = 7,
+    .missing_id = 8,
+    .missing_text = "RelaxNG validation, set_setting.rng file not present\n",
+};
 
 // The description of a set_setting error id, or "" for an id outside the table.
 const char *change_error_text(int id);

@@ -106,10 +106,12 @@ void reply_empty_tag_attrs(xmlBufferPtr buf, xmlNodePtr element)
     append_start_tag(buf, element, "/>");
 }
 
+// CDATA sections, comments and processing instructions have no name worth echoing: written as
+// elements they would make the reply unparsable.
 void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element)
 {
     for (xmlNodePtr child = element->children; child; child = child->next)
-        if (child->type != XML_TEXT_NODE) reply_empty_tag_attrs(buf, child);
+        if (child->type == XML_ELEMENT_NODE) reply_empty_tag_attrs(buf, child);
 }
 
 int reply_trim_end(xmlBufferPtr buf, int count)

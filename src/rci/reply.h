@@ -31,7 +31,7 @@ void reply_close_tag(xmlBufferPtr buf, const char *tag);
 void reply_open_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
 // Appends <NAME attr="v" …/>.
 void reply_empty_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
-// reply_empty_tag_attrs for every child of the element that is not a text node, in order.
+// reply_empty_tag_attrs for every child element of the element, in order.
 void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element);
 // Removes the last `count` characters; -1 (and no change) for no buffer, a negative count or a
 // count larger than the content, else 0.

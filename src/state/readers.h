@@ -1,5 +1,5 @@
-// What the state providers share to read the system: the output of a shell tool, and a file
-// copied into the reply.
+// What the state providers share to read the system: the output of a shell tool, a file read as a
+// stream, and a file copied into the reply or into a text.
 #pragma once
 
 #include <libxml/tree.h>
@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 struct pipe_closer {
     void operator()(FILE *pipe) const { pclose(pipe); }
@@ -14,6 +15,14 @@ struct pipe_closer {
 // The read end of a tool started through the shell; closing it waits for the tool, so no child
 // process outlives the query.
 using command_pipe = std::unique_ptr<FILE, pipe_closer>;
+
+struct file_closer {
+    void operator()(FILE *file) const { fclose(file); }
+};
+using file_stream = std::unique_ptr<FILE, file_closer>;
+
+// Opens `path` for reading; nullptr with errno when it cannot be opened.
+file_stream open_file(const char *path);
 
 // Starts `command` (a fixed command line, never request text) for reading; nullptr with errno
 // when it cannot be started.
@@ -25,3 +34,8 @@ int close_command(command_pipe pipe);
 // 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
 // a failed read stays in the reply).
 int append_file(xmlBufferPtr reply, const char *path, size_t piece);
+
+// Reads the file at `path` into `text`, in pieces of at most `piece` bytes, up to `limit` bytes (a
+// value file that never ends, a link to a device, cannot stall the query). 0 after the end of the
+// file or at the limit; -1 with errno when the open or a read failed (`text` keeps what was read).
+int read_file(const char *path, size_t piece, size_t limit, std::string &text);

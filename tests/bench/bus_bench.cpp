@@ -6,7 +6,7 @@
 // engine's resident memory while 100,000 more requests run.
 //
 //   bus_bench [--count N] [--engine PID]
-#include "msgbus.h"
+#include "round_trips.h"
 
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -25,50 +25,12 @@
 namespace
 {
 
-using bench_clock = std::chrono::steady_clock;
-
 constexpr size_t echo_payload = 256;
 // The bus's frame header, so the floor moves as many bytes as an echo round trip.
 constexpr size_t frame_header = 28;
 const std::string one_setting_query =
     "<rci_request version=\"1.1\"><query_setting><system><timezone/></system>"
     "</query_setting></rci_request>";
-
-// Round-trip times of one kind, gathered over several blocks.
-struct series {
-    std::vector<double> micros;
-    double seconds = 0;
-    bool failed = false;
-};
-
-struct figures {
-    double p50_us = 0;
-    double p99_us = 0;
-    double per_second = 0;
-};
-
-// Adds `count` timed calls of `round_trip` to `out`; stops at the first failure.
-template <typename RoundTrip> void measure(int count, series &out, RoundTrip round_trip)
-{
-    auto start = bench_clock::now();
-    for (int i = 0; i < count && !out.failed; ++i) {
-        auto before = bench_clock::now();
-        out.failed = !round_trip();
-        out.micros.push_back(
-            std::chrono::duration<double, std::micro>(bench_clock::now() - before).count());
-    }
-    out.seconds += std::chrono::duration<double>(bench_clock::now() - start).count();
-}
-
-// All zero when a round trip failed.
-figures summarise(series &s)
-{
-    if (s.failed || s.micros.empty()) return {};
-    std::sort(s.micros.begin(), s.micros.end());
-    return {.p50_us = s.micros[s.micros.size() / 2],
-            .p99_us = s.micros[s.micros.size() * 99 / 100],
-            .per_second = static_cast<double>(s.micros.size()) / s.seconds};
-}
 
 bool transfer(int fd, char *bytes, size_t size, bool sending)
 {
@@ -119,23 +81,6 @@ class raw_peer
     int fd_ = -1;
     pid_t child_ = -1;
 };
-
-struct client_closer {
-    void operator()(msgbus_client *client) const { msgbus_disconnect(client); }
-};
-using client_ptr = std::unique_ptr<msgbus_client, client_closer>;
-
-bool bus_round_trip(msgbus_client *client, int op, const std::string &payload)
-{
-    static uint32_t tag = 0;
-    int result = 0;
-    char *reply = nullptr;
-    size_t length = 0;
-    int status = msgbus_request(client, op, ++tag, payload.data(), payload.size(), nullptr, 0,
-                                &result, &reply, &length, 10000);
-    std::free(reply);
-    return status == 0 && result >= 0 && length > 0;
-}
 
 long resident_kib(const char *pid)
 {

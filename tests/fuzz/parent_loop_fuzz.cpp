@@ -1,7 +1,7 @@
 // Feeds arbitrary bytes to the privileged parent's loop through a real pipe, the way a confused or
 // hostile engine could, with the shell commands recorded instead of run. Every command must be
-// one of the fixed command lines, or a set_date line whose date is built only from safe
-// characters; the loop must end at the end of file, having read every byte.
+// one of the fixed command lines, or a set_date line whose date cannot leave its quotes; the loop
+// must end at the end of file, having read every byte.
 #include "base/log.h"
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
@@ -55,7 +55,7 @@ constexpr std::array fixed_prefixes{
     std::string_view("set -e; umask 077; pw=$(/sbin/boardenv --print upasswd);"),
 };
 
-// "/bin/date[ -u] -s '<19 to 24 of [0-9 :-]>' && /sbin/hwclock -u -w"
+// "/bin/date[ -u] -s '<19 to 24 characters, none a quote or a control character>' && ..."
 bool safe_date_command(std::string_view command)
 {
     constexpr std::string_view tail = "' && /sbin/hwclock -u -w";
@@ -66,7 +66,9 @@ bool safe_date_command(std::string_view command)
         return false;
     std::string_view date = command.substr(head.size(), command.size() - head.size() - tail.size());
     if (date.size() < 19 || date.size() > 24) return false;
-    return date.find_first_not_of("0123456789 :-") == std::string_view::npos;
+    for (unsigned char c : date)
+        if (c == '\'' || c < 0x20 || c == 0x7f) return false;
+    return true;
 }
 
 bool allowed(std::string_view command)

@@ -1,5 +1,4 @@
 #include "config/local_access.h"
-#include "config/validation.h"
 #include "config/worklog.h"
 #include "test_change_fixture.h"
 
@@ -189,7 +188,7 @@ TEST_F(WriteDom, GrammarAdmitsTheImagesConfigurationAndRefusesWrongValues)
     auto validate = [](const std::string &groups) {
         return call("<set_setting>" + groups + "</set_setting>",
                     [](xmlBufferPtr out, xmlNodePtr root) {
-                        return validate_request(root, image_schema.c_str(), out);
+                        return validate_request(root, image_schema.c_str(), set_setting_rule, out);
                     });
     };
     for (const std::string &stored : {image_local, image_cfd}) {

@@ -75,8 +75,9 @@ TEST(Reply, TagHelpersEchoAttributesWithoutEntityReferences)
     reply_close_tag(r.get(), "interface");
     EXPECT_EQ(r.text(), "<interface name=\"eth0\"><ip></ip></interface>");
 
-    auto doc = parse("<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\">"
-                     "<port>1</port></tcp_serial>text<!-- note --><dns/></set_setting>");
+    auto doc = parse(
+        "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\">"
+        "<port>1</port></tcp_serial>text<!-- note --><![CDATA[]]><?pi x?><dns/></set_setting>");
     xmlNodePtr root = xmlDocGetRootElement(doc.get());
     reply_buffer tags;
     reply_open_tag_attrs(tags.get(), root);
@@ -84,7 +85,7 @@ TEST(Reply, TagHelpersEchoAttributesWithoutEntityReferences)
     reply_empty_tag_attrs(tags.get(), root);
     EXPECT_EQ(tags.text(),
               "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\"/>"
-              "<comment/><dns/><set_setting action=\"deferred\"/>");
+              "<dns/><set_setting action=\"deferred\"/>");
 
     // A reply has no DTD: a reference copied from the request would make it unparsable.
     doc = parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");

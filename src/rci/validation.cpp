@@ -1,4 +1,4 @@
-#include "config/validation.h"
+#include "rci/validation.h"
 
 #include "base/log.h"
 #include "rci/reply.h"
@@ -17,25 +17,32 @@ template <typename R, typename B> struct second_parameter<R (*)(void *, B)> {
 };
 using error_ref = second_parameter<xmlStructuredErrorFunc>::type;
 
+// Where a validation writes its error elements, and for which command.
+struct report_target {
+    xmlBufferPtr errors;
+    const validation_rule *rule;
+};
+
 // libxml2 quotes the offending value in its messages; escaped, a value cannot add markup to the
 // reply.
-void append_error(xmlBufferPtr errors, const char *message, const char *hint)
+void append_error(const report_target &to, const char *message, const char *hint)
 {
     xml::text_ptr escaped(xmlEncodeSpecialChars(nullptr, xml::uchars(message)));
-    reply_error(errors, 7, escaped ? xml::chars(escaped.get()) : "", hint);
+    reply_error(to.errors, to.rule->invalid_id, escaped ? xml::chars(escaped.get()) : "", hint);
 }
 
-void report(xmlBufferPtr errors, const xmlNode *node, const char *message)
+void report(const report_target &to, const xmlNode *node, const char *message)
 {
+    const char *command = to.rule->command;
     if (node && node->name) {
         const char *name = xml::chars(node->name);
-        trace("RCI set_setting validation failed on node <%s>: %s\n", name, message);
-        log_msg(LOG_ERR, "RCI set_setting validation failed on node <%s>: %s\n", name, message);
-        append_error(errors, message, name);
+        trace("RCI %s validation failed on node <%s>: %s\n", command, name, message);
+        log_msg(LOG_ERR, "RCI %s validation failed on node <%s>: %s\n", command, name, message);
+        append_error(to, message, name);
     } else {
-        trace("RCI set_setting validation failed: %s\n", message);
-        log_msg(LOG_ERR, "RCI set_setting validation failed: %s\n", message);
-        append_error(errors, message, nullptr);
+        trace("RCI %s validation failed: %s\n", command, message);
+        log_msg(LOG_ERR, "RCI %s validation failed: %s\n", command, message);
+        append_error(to, message, nullptr);
     }
 }
 
@@ -45,31 +52,32 @@ void on_validation_error(void *context, error_ref error)
         log_msg(LOG_ERR, "No Error returned in Validation Error Callback\n");
         return;
     }
-    report(static_cast<xmlBufferPtr>(context), static_cast<const xmlNode *>(error->node),
+    report(*static_cast<report_target *>(context), static_cast<const xmlNode *>(error->node),
            error->message ? error->message : "");
 }
 
-bool refuse_if_reference(xmlBufferPtr errors, const xmlNode *element, const xmlNode *node)
+bool refuse_if_reference(const report_target &to, const xmlNode *element, const xmlNode *node)
 {
     if (node->type != XML_ENTITY_REF_NODE) return false;
     std::string message =
         "Entity reference &" + std::string(xml::chars(node->name)) + "; is not accepted\n";
-    report(errors, element, message.c_str());
+    report(to, element, message.c_str());
     return true;
 }
 
 // Requests are parsed without loading or expanding entities, so a reference stays a reference,
 // and its declaration stays behind in the request: merged into the configuration it would make
-// the saved file unreadable. Such requests are refused, wherever the reference stands.
-bool refuse_references(xmlBufferPtr errors, xmlNodePtr element)
+// the saved file unreadable, and no command needs one. Such requests are refused, wherever the
+// reference stands.
+bool refuse_references(const report_target &to, xmlNodePtr element)
 {
     bool found = false;
     for (xmlAttrPtr attr = element->properties; attr; attr = attr->next)
         for (xmlNodePtr part = attr->children; part; part = part->next)
-            found |= refuse_if_reference(errors, element, part);
+            found |= refuse_if_reference(to, element, part);
     for (xmlNodePtr child = element->children; child; child = child->next) {
-        found |= refuse_if_reference(errors, element, child);
-        if (child->type == XML_ELEMENT_NODE) found |= refuse_references(errors, child);
+        found |= refuse_if_reference(to, element, child);
+        if (child->type == XML_ELEMENT_NODE) found |= refuse_references(to, child);
     }
     return found;
 }
@@ -77,7 +85,7 @@ bool refuse_references(xmlBufferPtr errors, xmlNodePtr element)
 // Problems in the grammar itself are the device maker's, not the client's: traced only.
 void on_schema_error(void *, error_ref error)
 {
-    if (error && error->message) trace("set_setting schema: %s", error->message);
+    if (error && error->message) trace("schema: %s", error->message);
 }
 
 // Streams the element through the validator: an element whose content the validator cannot
@@ -104,26 +112,27 @@ int validate_element(xmlRelaxNGValidCtxtPtr context, xmlNodePtr element)
 
 } // namespace
 
-int validate_request(xmlNodePtr request, const char *schema, xmlBufferPtr errors)
+int validate_request(xmlNodePtr request, const char *schema, const validation_rule &rule,
+                     xmlBufferPtr errors)
 {
     struct stat info;
     xml::relaxng_parser_ptr parser(stat(schema, &info) == 0 ? xmlRelaxNGNewParserCtxt(schema)
                                                             : nullptr);
     if (!parser) {
-        log_msg(LOG_ERR, "RelaxNG validation, set_setting.rng file not present\n");
-        return 8;
+        log_msg(LOG_ERR, "%s", rule.missing_text);
+        return rule.missing_id;
     }
     xmlRelaxNGSetParserStructuredErrors(parser.get(), on_schema_error, nullptr);
     xml::relaxng_ptr grammar(xmlRelaxNGParse(parser.get()));
     if (!grammar) {
         log_msg(LOG_ERR, "RelaxNG validation, unable to read %s\n", schema);
-        return 8;
+        return rule.missing_id;
     }
     xml::relaxng_valid_ptr context(xmlRelaxNGNewValidCtxt(grammar.get()));
-    if (!context) return 7;
-    xmlRelaxNGSetValidStructuredErrors(context.get(), on_validation_error, errors);
+    if (!context) return rule.invalid_id;
+    // The handler belongs to this context alone and goes with it.
+    report_target to{.errors = errors, .rule = &rule};
+    xmlRelaxNGSetValidStructuredErrors(context.get(), on_validation_error, &to);
     bool valid = validate_element(context.get(), request) == 1;
-    if (refuse_references(errors, request) || !valid) return 7;
-    log_msg(LOG_INFO, "Validation of RCI set_setting request successful\n");
-    return 0;
+    return refuse_references(to, request) || !valid ? rule.invalid_id : 0;
 }

@@ -1,0 +1,112 @@
+// The providers of device_stats' running figures. A figure that cannot be read is written as 0;
+// file contents go through reply_text, so that no value can break the reply.
+#include "base/log.h"
+#include "base/xml.h"
+#include "commands/firmware_state.h"
+#include "rci/reply.h"
+#include "state/device/providers.h"
+#include "state/device/system_info.h"
+#include "state/readers.h"
+
+#include "capability.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <string>
+
+namespace
+{
+
+constexpr const char *temperature_file = "/sys/devices/platform/mx28-hwmon.0/temp0_input";
+constexpr const char *service_hours_file = "/userfs/system/service_hours";
+// Both files hold a number; more than this is not a value.
+constexpr size_t value_limit = 4096;
+
+// The file's content without its final line feed; what was read before a failed read is kept.
+// 0, or -1 with errno.
+int read_value(const char *path, size_t piece, std::string &text)
+{
+    int result = read_file(path, piece, value_limit, text);
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return result;
+}
+
+} // namespace
+
+int cpu(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    int load = 0;
+    if (getcpuload(&load) < 0) load = 0;
+    reply_printf(reply, "%d", load);
+    return STATE_DONE;
+}
+
+int uptime(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    double seconds = 0;
+    if (getuptime(&seconds) < 0) seconds = 0;
+    reply_printf(reply, "%.2lf", seconds);
+    return STATE_DONE;
+}
+
+int memory(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    uint64_t total = 0, free = 0;
+    if (getmeminfo(&total, &free) < 0) total = free = 0;
+    uint64_t figure = arg.selector == MEMORY_TOTAL  ? total
+                      : arg.selector == MEMORY_USED ? total - free
+                                                    : free;
+    reply_printf(reply, "%" PRIu64, figure);
+    return STATE_DONE;
+}
+
+int firmwarestate(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    switch (firmware_state.load()) {
+    case FIRMWARE_IDLE:
+        reply_append(reply, "running");
+        break;
+    case FIRMWARE_UPDATING:
+        reply_append(reply, "updating");
+        break;
+    case FIRMWARE_FAILED:
+        reply_append(reply, "updatefailed");
+        break;
+    default:
+        reply_append(reply, "unknown");
+        break;
+    }
+    return STATE_DONE;
+}
+
+// The value is passed on as the hardware-monitor driver writes it, unit and all.
+int cputemp(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    std::string text;
+    int result = read_value(temperature_file, 10, text);
+    int error = errno;
+    reply_text(reply, text.data(), text.size());
+    if (result < 0) {
+        log_msg(LOG_ERR, "Error %d reading %s\n", error, temperature_file);
+        reply_error(reply, 2, "Descriptor not available",
+                    element ? xml::chars(element->name) : "cputemp");
+    }
+    return STATE_DONE;
+}
+
+int servicehours(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+{
+    if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
+    if (!capability_exists("svch")) return STATE_DONE;
+    std::string text;
+    if (read_value(service_hours_file, 20, text) < 0 && text.empty()) text.push_back('0');
+    reply_append(reply, "<servicehours>");
+    reply_text(reply, text.data(), text.size());
+    reply_append(reply, "</servicehours>");
+    return STATE_DONE;
+}

@@ -1,0 +1,89 @@
+#include "base/log.h"
+#include "base/xml.h"
+#include "rci/commands.h"
+#include "rci/reply.h"
+#include "state/readers.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+namespace
+{
+
+constexpr const char *prefix = "/usr/share/descriptors/query_descriptor";
+
+xmlNodePtr next_element(xmlNodePtr node)
+{
+    while (node && node->type != XML_ELEMENT_NODE)
+        node = node->next;
+    return node;
+}
+
+// "-NAME" of the first element child, "@ATTR#VALUE" of its first attribute, "-NAME" of each of
+// its element children; each piece goes through the 255-character formatter.
+void append_shape(xmlBufferPtr name, xmlNodePtr command)
+{
+    xmlNodePtr asked = next_element(command->children);
+    if (!asked) return;
+    reply_printf(name, "-%s", xml::chars(asked->name));
+    if (xmlAttrPtr attr = asked->properties) {
+        xml::text_ptr value(xmlNodeGetContent(reinterpret_cast<xmlNodePtr>(attr)));
+        reply_printf(name, "@%s#%s", xml::chars(attr->name), value ? xml::chars(value.get()) : "");
+    }
+    for (xmlNodePtr child = next_element(asked->children); child; child = next_element(child->next))
+        reply_printf(name, "-%s", xml::chars(child->name));
+}
+
+// Attribute values may hold "/": such a name leads nowhere, so no request reads a file outside
+// the descriptor folder.
+int stream_descriptor(xmlBufferPtr reply, const char *path)
+{
+    if (std::strchr(path + std::strlen(prefix), '/')) {
+        errno = ENOENT;
+        return -1;
+    }
+    return append_file(reply, path, 1024);
+}
+
+// The hint is written through the 255-character formatter, tags included: the path is cut, at a
+// character boundary, to what fits once escaped, so the hint keeps its end tag and the reply
+// parses whatever names the request used.
+std::string fitting_hint(const char *path)
+{
+    constexpr size_t room = 255 - (sizeof "<hint></hint>" - 1);
+    size_t used = 0, fit = 0, i = 0;
+    for (; path[i]; ++i) {
+        auto c = static_cast<unsigned char>(path[i]);
+        bool starts_character = (c & 0xc0) != 0x80;
+        if (starts_character && used > room) break;
+        if (starts_character) fit = i;
+        used += c == '&' ? 5 : c == '<' || c == '>' ? 4 : 1;
+    }
+    if (!path[i] && used <= room) fit = i;
+    xml::buffer_ptr hint(xmlBufferCreate());
+    reply_text(hint.get(), path, fit);
+    return xml::chars(xmlBufferContent(hint.get()));
+}
+
+} // namespace
+
+int query_descriptor(xmlBufferPtr reply, xmlNodePtr command, const char *)
+{
+    xml::buffer_ptr path(xmlBufferCreate());
+    if (!path) return -1;
+    log_msg(LOG_INFO, "Processing %s -", xml::chars(command->name));
+    reply_append(path.get(), prefix);
+    append_shape(path.get(), command);
+    reply_append(path.get(), ".xml");
+    const char *file = xml::chars(xmlBufferContent(path.get()));
+    log_msg(LOG_INFO, " %s\n", file);
+    reply_append(reply, "<query_descriptor>");
+    int result = stream_descriptor(reply, file);
+    if (result < 0) {
+        log_msg(LOG_ERR, "Error %d reading %s\n", errno, file);
+        reply_error(reply, 2, "Descriptor not available", fitting_hint(file).c_str());
+    }
+    reply_append(reply, "</query_descriptor>");
+    return result;
+}

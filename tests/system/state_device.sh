@@ -1,0 +1,150 @@
+#!/bin/bash
+# The device's own state in the gateway: device_info and device_stats against what the gateway's
+# system shows, capabilities switched off and files and tools taken away while the daemon runs,
+# system text with markup in it, setting the clock with set_state, and query_descriptor.
+. "$(dirname "$0")/lib.sh"
+
+request() { printf '%s' "<rci_request>$1</rci_request>" | dev_exec rci - 2>/dev/null; }
+wrap() { printf '<rci_reply version="1.1">%s</rci_reply>' "$1"; }
+state() { request "<query_state>$1</query_state>"; }
+# value XPATH REPLY: the text the expression selects in the reply, entities decoded.
+value() { printf '%s' "$2" | dev_exec xmllint --xpath "string($1)" - 2>/dev/null; }
+check_parses() {
+    if printf '%s' "$2" | dev_exec xmllint --noout - 2>/dev/null; then pass; else fail "$1 parses" "" "$2"; fi
+}
+# key FILE KEY: the value of KEY=VALUE or KEY="VALUE" in a file of the gateway.
+key() { dev_exec sed -n "s/^$2=\"\\{0,1\\}\\([^\"]*\\)\"\\{0,1\\}\$/\\1/p" "$1"; }
+# The device id of a MAC address: eight zero bytes, its first three bytes, ff ff, its last three.
+device_id() {
+    local m
+    IFS=: read -r -a m <<<"$(dev_exec cat "/sys/class/net/$1/address")"
+    printf '00000000-00000000-%s%s%sff-ff%s%s%s' "${m[@]}"
+}
+caps=/etc/vexa/sim/capabilities
+drop_capabilities() { for c; do dev_exec sed -i "/^$c\\(=.*\\)\\{0,1\\}\$/d" "$caps"; done; }
+temperature=/sys/devices/platform/mx28-hwmon.0/temp0_input
+
+check_values() {
+    local python reply
+    python=$(dev_exec sh -c 'python -V 2>&1')
+    check_equal "device_info shows the gateway" "$(wrap "<query_state><device_info><deviceid>$(device_id eth0)</deviceid><hostname>$(dev_exec hostname)</hostname><productid>$(key /usr/lib/vexa-sim/out/boardenv product_id)</productid><model>$(key $caps name)</model><firmware>$(key /etc/version PRODUCT_BUILDSTRING)</firmware><firmwareversion>$(key /etc/version PRODUCT_VERSION)</firmwareversion><pythonversion>${python#Python }</pythonversion></device_info></query_state>")" \
+        "$(state '<device_info/>')"
+    reply=$(state '<device_stats/>')
+    check_equal "totalmem" "$(dev_exec awk '$1 == "MemTotal:" { printf "%.0f", $2 * 1024 }' /proc/meminfo)" \
+        "$(value //totalmem "$reply")"
+    local drift=$(($(dev_exec date -d "$(value //xmldatetime "$reply")" +%s) - $(dev_exec date +%s)))
+    check_equal "xmldatetime is the gateway's time" 1 $((drift * drift <= 25))
+    check_equal "the rest of device_stats" "<firmwarestate>running</firmwarestate><cputemp>$(dev_exec cat $temperature)</cputemp><servicehours>$(dev_exec cat /userfs/system/service_hours)</servicehours></device_stats></query_state></rci_reply>" \
+        "${reply#*</freemem>}"
+}
+
+check_faults() {
+    local reply
+    dev_exec cp $caps /tmp/caps
+    drop_capabilities pyas svch ethernet
+    reply=$(state '')
+    if [[ $reply != *"<python_info>"* && $reply != *"<servicehours>"* ]]; then pass; else
+        fail "a capability switched off takes its group or field along" "" "$reply"; fi
+    check_equal "without ethernet the id comes from wlan0" "$(device_id wlan0)" "$(value //deviceid "$reply")"
+    drop_capabilities wifi name
+    check_equal "without ethernet, wifi and name" "$(wrap '<query_state><device_info><deviceid></deviceid><model></model></device_info></query_state>')" \
+        "$(state '<device_info><deviceid/><model/></device_info>')"
+    dev_exec cp /tmp/caps $caps
+    dev_exec mv /etc/version /usr/sbin/boardenv /usr/bin/python /tmp/
+    dev_exec rm $temperature /userfs/system/service_hours
+    check_equal "missing files and tools: empty elements" "$(wrap '<query_state><device_info><productid></productid><firmware></firmware><pythonversion></pythonversion></device_info><device_stats><cputemp><error id="2"><desc>Descriptor not available</desc><hint>cputemp</hint></error></cputemp><servicehours>0</servicehours></device_stats></query_state>')" \
+        "$(state '<device_info><productid/><firmware/><pythonversion/></device_info><device_stats><cputemp/><servicehours/></device_stats>')"
+    check_log "err vexacsd[*]: Error 2 reading $temperature"
+    check_equal "a full query with them missing parses and reaches the last group" 1 \
+        "$(value 'count(//python_info)' "$(state '')")"
+    dev_exec sh -c "mv /tmp/version /etc/; mv /tmp/boardenv /usr/sbin/; mv /tmp/python /usr/bin/; echo 45 >$temperature"
+}
+
+# The hostname tool admits no markup in a name; the kernel does.
+check_markup() {
+    dev_exec sh -c 'printf "%s" "gw<1>&\"" >/proc/sys/kernel/hostname
+        echo "product_id=<b>&amp;x" >/var/run/sim/out/boardenv
+        echo "Python 2.7<rc>&" >/var/run/sim/out/python
+        sed -i "s/^PRODUCT_VERSION=.*/PRODUCT_VERSION=\"1<2>\&3\"/" /etc/version
+        printf "12\001\377<\n" >/userfs/system/service_hours'
+    local reply
+    reply=$(state '<device_info><hostname/><productid/><firmwareversion/><pythonversion/></device_info><device_stats><servicehours/></device_stats>')
+    # The reply parses, and each value reads back as the system wrote it.
+    check_equal "markup from the system" 'gw<1>&"|<b>&amp;x|1<2>&3|2.7<rc>&|12??<' \
+        "$(value 'concat(//hostname, "|", //productid, "|", //firmwareversion, "|", //pythonversion, "|", //servicehours)' "$reply")"
+    dev_exec sh -c 'hostname gateway; rm /var/run/sim/out/boardenv /var/run/sim/out/python'
+}
+
+set_clock() { request "<set_state><device_stats><xmldatetime>$1</xmldatetime></device_stats></set_state>"; }
+set_error() { wrap "<set_state><error id=\"$1\"><desc>$2</desc><hint>set_state</hint></error></set_state>"; }
+
+check_set_state() {
+    local row time outcome call
+    for row in "2024-05-01T10:20:30+0000|<device_stats/>|/bin/date -u -s 2024-05-01 10:20:30" \
+        "2024-06-02T11:21:31-0000|<device_stats/>|/bin/date -u -s 2024-06-02 11:21:31" \
+        "2024-07-03T12:22:32Z|<device_stats/>|/bin/date -s 2024-07-03 12:22:32Z" \
+        "2024-08-04T13:23:33|<device_stats/>|/bin/date -s 2024-08-04 13:23:33" \
+        "2024-05-01T10:20:30+0200|3|" "2024-05-01 10:20:30|3|" "|1|"; do
+        IFS='|' read -r time outcome call <<<"$row"
+        case $outcome in
+        3) outcome=$(set_error 3 "Unknown error") ;;
+        1) outcome=$(set_error 1 "Value missing") ;;
+        *) outcome=$(wrap "<set_state>$outcome</set_state>") ;;
+        esac
+        check_equal "set the clock to '$time'" "$outcome" "$(set_clock "$time")"
+        [ -z "$call" ] || check_call "$call"
+    done
+    check_equal "uptime" "$(set_error 4 "Not settable")" "$(request '<set_state><device_stats><uptime>5</uptime></device_stats></set_state>')"
+    check_equal "no field" "$(set_error 2 "Unable to update state")" "$(request '<set_state><device_stats> </device_stats></set_state>')"
+    check_contains "a quote is refused by the schema, then reported" \
+        '</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state>' \
+        "$(set_clock "2024-05-01T1';/sbin/reboot;'")"
+    check_log "err vexacsd[*]: RCI set_state validation failed on node <xmldatetime>: Element xmldatetime has extra content: text"
+    dev_exec mv /usr/share/validation/set_state.rng /tmp/
+    check_equal "missing schema: 6, then 3; and the next command runs" \
+        "$(wrap '<set_state><error id="6"><desc>Set state validation file not found</desc><hint>set_state</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state><query_state><device_stats><firmwarestate>running</firmwarestate></device_stats></query_state>')" \
+        "$(request '<set_state><device_stats><xmldatetime>2024-05-01T10:20:30+0000</xmldatetime></device_stats></set_state><query_state><device_stats><firmwarestate/></device_stats></query_state>')"
+    dev_exec mv /tmp/set_state.rng /usr/share/validation/
+}
+
+folder=/usr/share/descriptors
+# streamed FILE: the reply that carries FILE unchanged, trailing line feeds included.
+streamed() {
+    local content
+    content=$(dev_exec sh -c 'cat "$1"; printf x' - "$folder/$1")
+    wrap "<query_descriptor>${content%x}</query_descriptor>"
+}
+not_available() {
+    wrap "<query_descriptor><error id=\"2\"><desc>Descriptor not available</desc><hint>$folder/$1</hint></error></query_descriptor>"
+}
+
+check_descriptors() {
+    dev_exec sh -c "printf '<u a=\"&amp;\"/>' >'$folder/query_descriptor-do_command@target#update.xml'
+        printf '<s/>\n\n' >'$folder/query_descriptor-query_setting-serial-tcp_serial.xml'
+        : >'$folder/query_descriptor-query_state-device_stats.xml'"
+    local row shape
+    for row in "|query_descriptor.xml" "<query_setting/>|query_descriptor-query_setting.xml" \
+        "<set_setting/>|query_descriptor-set_setting.xml" "<set_state/>|query_descriptor-set_state.xml" \
+        "<query_state/>|query_descriptor-query_state.xml" "<do_command/>|query_descriptor-do_command.xml" \
+        ' <!-- x --><do_command target="update" firmware="f"/><query_state/>|query_descriptor-do_command@target#update.xml' \
+        '<query_setting>text<serial index="2"><baud/></serial><tcp_serial/></query_setting>|query_descriptor-query_setting-serial-tcp_serial.xml' \
+        '<query_state><device_stats/></query_state>|query_descriptor-query_state-device_stats.xml'; do
+        shape=${row%%|*}
+        check_equal "descriptor for '$shape'" "$(streamed "${row#*|}")" "$(request "<query_descriptor>$shape</query_descriptor>")"
+    done
+    check_equal "a missing descriptor" "$(not_available query_descriptor-query_state-nosuch.xml)" \
+        "$(request '<query_descriptor><query_state><nosuch/></query_state></query_descriptor>')"
+    check_log "err vexacsd[*]: Error 2 reading $folder/query_descriptor-query_state-nosuch.xml"
+    check_equal "a path in a value reads nothing" "$(not_available 'query_descriptor-do_command@target#/../../../etc/version.xml')" \
+        "$(request '<query_descriptor><do_command target="/../../../etc/version"/></query_descriptor>')"
+    check_parses "markup and a long value in the name" \
+        "$(request "<query_descriptor><do_command target=\"&lt;&amp;$(printf '%0300d' 0)\"/></query_descriptor>")"
+}
+
+device_up
+check_values
+check_faults
+check_markup
+check_set_state
+check_descriptors
+device_down
