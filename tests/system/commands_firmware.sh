@@ -137,18 +137,23 @@ check_firmwarestate "after a failed apply" updatefailed
 dev_exec rm /var/run/sim/exit/vexa_update_firmware
 
 # --- while the parent applies an image, the bus answers and other letters wait their turn ---
-dev_exec sh -c 'cat >/usr/bin/vexa_update_firmware <<"TOOL"
+# The tool is a link to the shared simulated tool: replace the link, not the file behind it.
+dev_exec sh -c 'rm /usr/bin/vexa_update_firmware && cat >/usr/bin/vexa_update_firmware <<"TOOL"
 #!/bin/bash
 while [ -e /tmp/hold-apply ]; do sleep 0.1; done
 . /usr/lib/vexa-sim/sim-lib
 sim_record "$@"
 sim_finish
 TOOL
+chmod 755 /usr/bin/vexa_update_firmware
 touch /tmp/hold-apply'
 image held.bin
 before=$(generations)
+mark=$(($(log_length) + 1))
 check_equal "a held update starts" "$(wrapped '')" "$(update ' firmware="system">/userfs/held.bin')"
-check_log "info vexacsd[*]: Parent received 'u'."
+# The change below must reach the parent after this update's letter, not before it.
+check_soon "the parent takes the held update" "Parent received 'u'." 5 "log_since $mark" \
+    logged_since "$mark" "Parent received 'u'."
 check_firmwarestate "while the apply runs" updating
 started=$SECONDS
 check_equal "a setting changes meanwhile" \
