@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 struct pipe_closer {
     void operator()(FILE *pipe) const { pclose(pipe); }
@@ -25,3 +26,15 @@ int close_command(command_pipe pipe);
 // 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
 // a failed read stays in the reply).
 int append_file(xmlBufferPtr reply, const char *path, size_t piece);
+
+// More than any system file or tool output that a provider reads whole; what lies beyond is
+// left unread rather than held in memory.
+constexpr size_t system_text_limit = 64 * 1024;
+
+// Replaces `text` with at most `limit` bytes of the file at `path`: 0, or -1 with errno when the
+// open or a read failed. A file that vanishes after the open is read to its end all the same.
+int read_file_text(const char *path, size_t limit, std::string &text);
+// Starts `command` (a fixed command line), keeps at most `limit` bytes of its output in `text`
+// and waits for it: the exit-status byte, or -1 when it could not be started or waited for. A
+// tool that prints more than `limit` bytes is cut off there.
+int read_command(const char *command, size_t limit, std::string &text);
