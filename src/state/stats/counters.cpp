@@ -25,11 +25,12 @@ constexpr std::array counter_columns{
     counter_column{.token = 10, .name = "ifoutpkts"},
 };
 
-// The element name of a counter comes from the file: only a plain name may become one, so the
-// reply stays well formed whatever the file holds.
+// The element name of a counter comes from the file: only a plain name of a sensible length may
+// become one (parsers refuse very long names), so the reply stays well formed whatever the file
+// holds.
 bool plain_name(std::string_view name)
 {
-    if (name.empty() || !(std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_'))
+    if (name.empty() || name.size() > 128 || !(std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_'))
         return false;
     for (char c : name)
         if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_' && c != '-' && c != '.')
