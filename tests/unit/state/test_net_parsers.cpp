@@ -66,15 +66,6 @@ TEST(NetworkFiles, ResolverFileFillsSevenSlotsAndAServerThatIsNoIPv4AddressKeeps
 
 TEST(WifiToolOutput, ValuesFollowTheLabelAndEndAtTheToolsTerminator)
 {
-    const std::string iwconfig =
-        "wlan0     IEEE 802.11bgn  ESSID:\"home net\"  \n"
-        "          Mode:Managed  Frequency:2.437 GHz  Access Point: 02:00:00:12:34:56   \n"
-        "          Bit Rate=65 Mb/s   Tx-Power=20 dBm   \n";
-    EXPECT_EQ(tool_value(iwconfig, "ESSID", "  "), "home net");
-    EXPECT_EQ(tool_value(iwconfig, "Access Point", "  "), " 02:00:00:12:34:56");
-    EXPECT_EQ(tool_value(iwconfig, "Bit Rate", "  "), "65 Mb/s");
-    EXPECT_EQ(tool_value(iwconfig, "Signal level", "  "), std::nullopt);
-
     const std::string status = "ssid=first-line\nbssid=02:00:00:00:00:03\nssid=\"my <ap>\"\n";
     EXPECT_EQ(tool_value(status, "\nssid", "\n"), "my <ap>") << "neither the first line nor bssid";
     EXPECT_EQ(tool_value(status, "bssid", "\n"), "02:00:00:00:00:03");
