@@ -30,7 +30,8 @@ constexpr std::array counter_columns{
 // holds.
 bool plain_name(std::string_view name)
 {
-    if (name.empty() || name.size() > 128 || !(std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_'))
+    if (name.empty() || name.size() > 128 ||
+        !(std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_'))
         return false;
     for (char c : name)
         if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_' && c != '-' && c != '.')
