@@ -58,6 +58,21 @@ int append_file(xmlBufferPtr reply, const char *path, size_t piece)
 
 int read_file(const char *path, size_t piece, size_t limit, std::string &text)
 {
+    text.clear();
     return read_pieces(path, piece, limit,
                        [&text](const char *data, size_t count) { text.append(data, count); });
+}
+
+int read_command(const char *command, size_t limit, std::string &text)
+{
+    text.clear();
+    command_pipe pipe = open_command(command);
+    if (!pipe) return -1;
+    char data[4096];
+    while (text.size() < limit) {
+        size_t count = std::fread(data, 1, std::min(sizeof data, limit - text.size()), pipe.get());
+        if (count == 0) break;
+        text.append(data, count);
+    }
+    return close_command(std::move(pipe));
 }

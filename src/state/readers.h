@@ -35,7 +35,16 @@ int close_command(command_pipe pipe);
 // a failed read stays in the reply).
 int append_file(xmlBufferPtr reply, const char *path, size_t piece);
 
-// Reads the file at `path` into `text`, in pieces of at most `piece` bytes, up to `limit` bytes (a
-// value file that never ends, a link to a device, cannot stall the query). 0 after the end of the
-// file or at the limit; -1 with errno when the open or a read failed (`text` keeps what was read).
+// Replaces `text` with the file at `path`, read in pieces of at most `piece` bytes, up to `limit`
+// bytes (a value file that never ends, a link to a device, cannot stall the query). 0 after the end
+// of the file or at the limit; -1 with errno when the open or a read failed (`text` keeps what was
+// read).
 int read_file(const char *path, size_t piece, size_t limit, std::string &text);
+// More than any system file or tool output that a provider reads whole; what lies beyond is
+// left unread rather than held in memory.
+constexpr size_t system_text_limit = 64 * 1024;
+
+// Starts `command` (a fixed command line), keeps at most `limit` bytes of its output in `text`
+// and waits for it: the exit-status byte, or -1 when it could not be started or waited for. A
+// tool that prints more than `limit` bytes is cut off there.
+int read_command(const char *command, size_t limit, std::string &text);
