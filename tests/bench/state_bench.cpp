@@ -70,8 +70,18 @@ options parse(int argc, char **argv)
         add_request(o, "eth0 ip=<query_state><interface_info name=\"eth0\"><ip/></interface_info>"
                        "</query_state>");
     }
-    // The tools of the device groups; groups that run more pass them all with --tool.
-    if (o.tools.empty()) o.tools = {{.command = "boardenv -d"}, {.command = "python -V 2>&1"}};
+    // Every command line a full query of the image's product runs, as often as it runs it: each
+    // Wi-Fi field runs its tool once.
+    if (o.tools.empty()) {
+        o.tools = {{.command = "boardenv -d"},
+                   {.command = "python -V 2>&1"},
+                   {.command = "netstat -tn|grep ESTABLISHED"},
+                   {.command = "grep eth0: /proc/net/dev"},
+                   {.command = "grep can0: /proc/net/dev"},
+                   {.command = "cat /etc/chrony/local.conf /var/run/chrony_ntp.conf"}};
+        o.tools.insert(o.tools.end(), 6, {.command = "iwconfig wlan0"});
+        o.tools.insert(o.tools.end(), 5, {.command = "wlan_status_tool status"});
+    }
     return o;
 }
 
