@@ -12,6 +12,7 @@ const char rci_usage[] =
     "       rci --write [FILE|-]\n"
     "       rci --op N [--tag T] [FILE|-]\n"
     "       rci --serve NAME (--answer TEXT | --answer-cmd CMD) [--delay SECONDS]\n"
+    "       rci --help | --version\n"
     "Without FILE a request is read from standard input; --op sends an empty payload.\n";
 
 namespace
@@ -41,6 +42,16 @@ int set_mode(rci_options &out, rci_mode mode)
     if (out.mode != rci_mode::rci && out.mode != mode) return -1;
     out.mode = mode;
     return 0;
+}
+
+int opt_help(rci_options &out, char *const *)
+{
+    return set_mode(out, rci_mode::help);
+}
+
+int opt_version(rci_options &out, char *const *)
+{
+    return set_mode(out, rci_mode::version);
 }
 
 int opt_cloud(rci_options &out, char *const *)
@@ -132,7 +143,9 @@ struct option_row {
     int (*apply)(rci_options &out, char *const *args);
 };
 
-constexpr std::array<option_row, 12> option_rows{{
+constexpr std::array<option_row, 14> option_rows{{
+    {.name = "--help", .arguments = 0, .apply = opt_help},
+    {.name = "--version", .arguments = 0, .apply = opt_version},
     {.name = "--cloud", .arguments = 0, .apply = opt_cloud},
     {.name = "--pretty", .arguments = 0, .apply = opt_pretty},
     {.name = "--read", .arguments = 2, .apply = opt_read},
