@@ -178,13 +178,16 @@ class Client:
         """The rci_reply with every state group, or only `group`."""
         return self._command("query_state", "" if group is None else _group_element(group))
 
-    def serve(self, name, handler):
+    def serve(self, name, handler, ready=None):
         """Registers `name` and answers every do_command whose target is `name` with
         handler(payload) -> text, where payload is the text of the command's child elements.
-        Returns when stop() is called or the daemon closes the connection."""
+        ready(), when given, is called once the name is registered. Returns when stop() is called
+        or the daemon closes the connection."""
         result, _ = self._exchange(OP_REGISTER, name.encode() + b"\0")
         if result < 0:
             raise _result_error(OP_REGISTER, result)
+        if ready:
+            ready()
 
         def answer(_name, payload, length, _arg):
             try:
