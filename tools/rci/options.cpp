@@ -18,13 +18,14 @@ const char rci_usage[] =
 namespace
 {
 
-int parse_long(const char *text, long low, long high, long &out)
+// Reads in long long, which holds every 32-bit unsigned value also where long has 32 bits.
+template <typename T> int parse_long(const char *text, long long low, long long high, T &out)
 {
     char *end = nullptr;
     errno = 0;
-    long value = std::strtol(text, &end, 10);
+    long long value = std::strtoll(text, &end, 10);
     if (errno || end == text || *end || value < low || value > high) return -1;
-    out = value;
+    out = static_cast<T>(value);
     return 0;
 }
 
@@ -68,9 +69,8 @@ int opt_pretty(rci_options &out, char *const *)
 
 int opt_read(rci_options &out, char *const *args)
 {
-    long selector;
-    if (set_mode(out, rci_mode::read) < 0 || parse_long(args[0], 0, 255, selector) < 0) return -1;
-    out.selector = static_cast<int>(selector);
+    if (set_mode(out, rci_mode::read) < 0 || parse_long(args[0], 0, 255, out.selector) < 0)
+        return -1;
     out.xpath = args[1];
     return 0;
 }
@@ -82,19 +82,13 @@ int opt_write(rci_options &out, char *const *)
 
 int opt_op(rci_options &out, char *const *args)
 {
-    long op;
-    if (set_mode(out, rci_mode::op) < 0 || parse_long(args[0], INT32_MIN, INT32_MAX, op) < 0)
-        return -1;
-    out.op = static_cast<int>(op);
-    return 0;
+    if (set_mode(out, rci_mode::op) < 0) return -1;
+    return parse_long(args[0], INT32_MIN, INT32_MAX, out.op);
 }
 
 int opt_tag(rci_options &out, char *const *args)
 {
-    long tag;
-    if (parse_long(args[0], 0, UINT32_MAX, tag) < 0) return -1;
-    out.tag = static_cast<uint32_t>(tag);
-    return 0;
+    return parse_long(args[0], 0, UINT32_MAX, out.tag);
 }
 
 int opt_serve(rci_options &out, char *const *args)
