@@ -4,6 +4,7 @@
 
 #include "rci/registry.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -16,6 +17,10 @@ enum bus_op : int {
     BUS_OP_WRITE_CONFIG = 5,
     BUS_OP_READ_CONFIG = 6,
 };
+
+// Result of a reply that the bus refused to carry because it is larger than the bus's largest
+// message: the client gets this code at once, without the text, instead of waiting in vain.
+inline constexpr int BUS_RESULT_TOO_LARGE = -EMSGSIZE;
 
 // Size of the echo reply, and of the reply area every message starts with.
 inline constexpr size_t bus_reply_area_size = 256;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -138,8 +139,16 @@ void send_reply(const bus_message &message, uint32_t tag, const bus_reply &reply
         data = xmlBufferContent(reply.text.get());
         length = static_cast<size_t>(xmlBufferLength(reply.text.get()));
     }
-    if (msgbus_send(message.peer, message.op, tag, reply.result, data, length, nullptr, 0) < 0)
-        trace("Unable to answer op %d of peer %u\n", message.op, message.peer);
+    if (msgbus_send(message.peer, message.op, tag, reply.result, data, length, nullptr, 0) == 0)
+        return;
+    if (errno == EMSGSIZE) {
+        log_msg(LOG_ERR, "Reply of %zu bytes to op %d is larger than the bus allows\n", length,
+                message.op);
+        if (msgbus_send(message.peer, message.op, tag, BUS_RESULT_TOO_LARGE, nullptr, 0, nullptr,
+                        0) == 0)
+            return;
+    }
+    trace("Unable to answer op %d of peer %u\n", message.op, message.peer);
 }
 
 } // namespace

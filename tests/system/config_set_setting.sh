@@ -127,10 +127,12 @@ check_local_access() {
     check_contains "seen by query_setting" "<location>Barn</location>" \
         "$(request '<query_setting><system/></query_setting>' --cloud)"
     check_soon "a local write regenerates" "$((before + 1))" 5 calls generations_are "$((before + 1))"
-    check_equal "a read-only setting for python" "result -9" \
+    check_equal "a read-only setting for python" \
+        "rci: the change was refused with set_setting error 9, shown in the reply (result -9)" \
         "$(printf '<set_setting><system><serial_number>X</serial_number></system></set_setting>' |
             dev_exec rci --write - 2>&1 >/dev/null)"
-    check_equal "a text that does not parse" "result -1" \
+    check_equal "a text that does not parse" \
+        "rci: not a set_setting document with settings (result -1)" \
         "$(printf '<set_setting><dns>' | dev_exec rci --write - 2>&1 >/dev/null)"
 }
 

@@ -48,6 +48,8 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "rci: %s\n%s", error.c_str(), rci_usage);
         return 2;
     }
+    if (options.mode == rci_mode::help) return std::fputs(rci_usage, stdout) < 0;
+    if (options.mode == rci_mode::version) return std::printf("rci %s\n", VEXA_VERSION) < 0;
     // A reader that goes away (a closed pipe, an answer command that stops reading) is an error
     // to report, not a reason to die.
     signal(SIGPIPE, SIG_IGN);

@@ -12,18 +12,20 @@ const char rci_usage[] =
     "       rci --write [FILE|-]\n"
     "       rci --op N [--tag T] [FILE|-]\n"
     "       rci --serve NAME (--answer TEXT | --answer-cmd CMD) [--delay SECONDS]\n"
+    "       rci --help | --version\n"
     "Without FILE a request is read from standard input; --op sends an empty payload.\n";
 
 namespace
 {
 
-int parse_long(const char *text, long low, long high, long &out)
+// Reads in long long, which holds every 32-bit unsigned value also where long has 32 bits.
+template <typename T> int parse_long(const char *text, long long low, long long high, T &out)
 {
     char *end = nullptr;
     errno = 0;
-    long value = std::strtol(text, &end, 10);
+    long long value = std::strtoll(text, &end, 10);
     if (errno || end == text || *end || value < low || value > high) return -1;
-    out = value;
+    out = static_cast<T>(value);
     return 0;
 }
 
@@ -43,6 +45,16 @@ int set_mode(rci_options &out, rci_mode mode)
     return 0;
 }
 
+int opt_help(rci_options &out, char *const *)
+{
+    return set_mode(out, rci_mode::help);
+}
+
+int opt_version(rci_options &out, char *const *)
+{
+    return set_mode(out, rci_mode::version);
+}
+
 int opt_cloud(rci_options &out, char *const *)
 {
     out.cloud = true;
@@ -57,9 +69,8 @@ int opt_pretty(rci_options &out, char *const *)
 
 int opt_read(rci_options &out, char *const *args)
 {
-    long selector;
-    if (set_mode(out, rci_mode::read) < 0 || parse_long(args[0], 0, 255, selector) < 0) return -1;
-    out.selector = static_cast<int>(selector);
+    if (set_mode(out, rci_mode::read) < 0 || parse_long(args[0], 0, 255, out.selector) < 0)
+        return -1;
     out.xpath = args[1];
     return 0;
 }
@@ -71,19 +82,13 @@ int opt_write(rci_options &out, char *const *)
 
 int opt_op(rci_options &out, char *const *args)
 {
-    long op;
-    if (set_mode(out, rci_mode::op) < 0 || parse_long(args[0], INT32_MIN, INT32_MAX, op) < 0)
-        return -1;
-    out.op = static_cast<int>(op);
-    return 0;
+    if (set_mode(out, rci_mode::op) < 0) return -1;
+    return parse_long(args[0], INT32_MIN, INT32_MAX, out.op);
 }
 
 int opt_tag(rci_options &out, char *const *args)
 {
-    long tag;
-    if (parse_long(args[0], 0, UINT32_MAX, tag) < 0) return -1;
-    out.tag = static_cast<uint32_t>(tag);
-    return 0;
+    return parse_long(args[0], 0, UINT32_MAX, out.tag);
 }
 
 int opt_serve(rci_options &out, char *const *args)
@@ -132,7 +137,9 @@ struct option_row {
     int (*apply)(rci_options &out, char *const *args);
 };
 
-constexpr std::array<option_row, 12> option_rows{{
+constexpr std::array<option_row, 14> option_rows{{
+    {.name = "--help", .arguments = 0, .apply = opt_help},
+    {.name = "--version", .arguments = 0, .apply = opt_version},
     {.name = "--cloud", .arguments = 0, .apply = opt_cloud},
     {.name = "--pretty", .arguments = 0, .apply = opt_pretty},
     {.name = "--read", .arguments = 2, .apply = opt_read},

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-enum class rci_mode { rci, read, write, op, serve };
+enum class rci_mode { rci, read, write, op, serve, help, version };
 
 struct rci_options {
     rci_mode mode = rci_mode::rci;

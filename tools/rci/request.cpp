@@ -1,5 +1,6 @@
 #include "request.h"
 
+#include "explain.h"
 #include "output.h"
 #include "stats.h"
 
@@ -98,13 +99,15 @@ int run_request(msgbus_client *client, const rci_options &options, const std::st
 {
     reply last;
     if (send_all(client, options, payload, last) < 0) {
-        std::fprintf(stderr, "rci: no reply: %s\n", strerror(errno));
+        std::fprintf(stderr, "rci: no reply: %s\n",
+                     explain_no_reply(errno, options.timeout_ms).c_str());
         return 1;
     }
     if (options.mode == rci_mode::op) std::printf("result %d\n", last.result);
     print_reply(last.text.get(), last.length, options.pretty);
     std::fflush(stdout);
     if (options.mode == rci_mode::op || last.result >= 0) return 0;
-    std::fprintf(stderr, "result %d\n", last.result);
+    std::fprintf(stderr, "rci: %s (result %d)\n",
+                 explain_result(operation(options), last.result).c_str(), last.result);
     return 1;
 }

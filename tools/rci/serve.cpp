@@ -1,6 +1,7 @@
 #include "serve.h"
 
 #include "answer_cmd.h"
+#include "explain.h"
 
 #include <signal.h>
 
@@ -65,11 +66,13 @@ int register_name(msgbus_client *client, const std::string &name)
     int result = -1;
     if (msgbus_request(client, op_register, 1, name.c_str(), name.size() + 1, nullptr, 0, &result,
                        nullptr, nullptr, register_timeout_ms) < 0) {
-        std::fprintf(stderr, "rci: no reply: %s\n", strerror(errno));
+        std::fprintf(stderr, "rci: no reply: %s\n",
+                     explain_no_reply(errno, register_timeout_ms).c_str());
         return 1;
     }
     if (result != 0) {
-        std::fprintf(stderr, "result %d\n", result);
+        std::fprintf(stderr, "rci: %s (result %d)\n", explain_result(op_register, result).c_str(),
+                     result);
         return 1;
     }
     return 0;
