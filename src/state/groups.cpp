@@ -1,3 +1,4 @@
+#include "radio/pelk.h"
 #include "state/stats/stats.h"
 
 #include <array>
@@ -7,6 +8,10 @@ namespace
 
 // The state groups in the order query_state lists them; a new group is one row here.
 constexpr std::array state_group_rows{
+    state_row{.name = "zigbee_state",
+              .provider = zigbee_state,
+              .capability = "pelk",
+              .self_tagged = true},
     state_row{.name = "python_info", .provider = python_info, .capability = "pyas"},
 };
 

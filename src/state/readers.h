@@ -15,8 +15,9 @@ struct pipe_closer {
 // process outlives the query.
 using command_pipe = std::unique_ptr<FILE, pipe_closer>;
 
-// Starts `command` (a fixed command line, never request text) for reading; nullptr with errno
-// when it cannot be started.
+// Starts `command` for reading: a fixed command line, into which request text goes only after a
+// parser that admits nothing but characters safe on a command line accepted it. nullptr with
+// errno when it cannot be started.
 command_pipe open_command(const char *command);
 // Waits for the tool and returns the exit-status byte, or -1 when the wait failed.
 int close_command(command_pipe pipe);
