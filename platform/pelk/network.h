@@ -64,7 +64,7 @@ struct failure {
 // The AT side of one radio module.
 struct radio {
     std::map<std::string, param, std::less<>> params;
-    std::vector<std::pair<std::string, bytes>> queued; // written, not yet applied
+    std::map<std::string, bytes, std::less<>> queued; // written, not yet applied (last write wins)
     std::map<std::string, failure, std::less<>> failures;
 };
 

@@ -65,7 +65,7 @@ int write_value(network &net, const uint8_t *address, uint8_t index, const char 
         if (found == module->params.end()) return RADIO_E_UNKNOWN;
         if (found->second.mode == access::read_only || value.empty() || value.size() > 128)
             return RADIO_E_REFUSED;
-        module->queued.emplace_back(command, std::move(value));
+        module->queued[command] = std::move(value);
     }
     if (flags & RADIO_APPLY) apply_queued(*module);
     return 0;
