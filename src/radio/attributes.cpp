@@ -42,6 +42,16 @@ int read_node_address(xmlNodePtr element, const char *name, uint8_t address[8])
     return parse_node_address(xml::chars(text.get()), address) ? 1 : -1;
 }
 
+int close_with_network(xmlBufferPtr reply, xmlNodePtr element)
+{
+    network_choice network = read_network_index(element);
+    network.echo(reply);
+    reply_append(reply, ">");
+    if (network.usable()) return network.index;
+    pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
+    return -1;
+}
+
 int open_radio_element(xmlBufferPtr reply, xmlNodePtr element, radio_target &target)
 {
     if (xml::text_ptr addr = attribute(element, "addr")) {
@@ -52,13 +62,8 @@ int open_radio_element(xmlBufferPtr reply, xmlNodePtr element, radio_target &tar
         }
         target.remote = true;
     }
-    network_choice network = read_network_index(element);
-    network.echo(reply);
-    reply_append(reply, ">");
-    target.network = network.index;
-    if (!network.usable()) {
-        pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
-        return -1;
-    }
+    int network = close_with_network(reply, element);
+    if (network < 0) return -1;
+    target.network = static_cast<uint8_t>(network);
     return 0;
 }

@@ -24,6 +24,10 @@ struct network_choice {
 };
 network_choice read_network_index(xmlNodePtr element);
 
+// Closes the start tag with the network_index echo and checks the network: the index, or -1
+// after the error element.
+int close_with_network(xmlBufferPtr reply, xmlNodePtr element);
+
 // The radio that a subcommand addresses: the gateway's own, or the node of its `addr`.
 struct radio_target {
     uint8_t address[8] = {};

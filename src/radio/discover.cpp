@@ -109,8 +109,11 @@ int list_nodes(xmlBufferPtr reply, uint8_t network, page &p, bool fw_status)
     return 0;
 }
 
-int discover(xmlBufferPtr reply, xmlNodePtr element, uint8_t network)
+int discover(xmlBufferPtr reply, xmlNodePtr element)
 {
+    int index = close_with_network(reply, element);
+    if (index < 0) return -1;
+    const auto network = static_cast<uint8_t>(index);
     page p;
     if (read_page(reply, element, p) < 0) return -1;
     if (p.mode != RADIO_LIST_CURRENT) {
@@ -171,15 +174,5 @@ void write_device_record(xmlBufferPtr reply, const radio_node_record &r, int ind
 
 int pelk_discover(xmlBufferPtr reply, xmlNodePtr element)
 {
-    network_choice network = read_network_index(element);
-    reply_append(reply, "<discover");
-    network.echo(reply);
-    reply_append(reply, ">");
-    int result = -1;
-    if (!network.usable())
-        pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
-    else
-        result = discover(reply, element, network.index);
-    reply_append(reply, "</discover>");
-    return result;
+    return within_element(reply, "discover", discover, element);
 }

@@ -2,6 +2,7 @@
 #include "radio/errors.h"
 #include "radio/pelk.h"
 #include "radio/subcommands.h"
+#include "rci/reply.h"
 
 #include <array>
 
@@ -38,6 +39,14 @@ void run_subcommand(xmlBufferPtr reply, xmlNodePtr element)
 }
 
 } // namespace
+
+int within_element(xmlBufferPtr reply, const char *tag, pelk_handler body, xmlNodePtr element)
+{
+    reply_printf(reply, "<%s", tag);
+    int result = body(reply, element);
+    reply_printf(reply, "</%s>", tag);
+    return result;
+}
 
 int pelk_do_command(xmlBufferPtr reply, xmlNodePtr command, const char *)
 {

@@ -37,21 +37,23 @@ int run_tool(xmlBufferPtr reply, const char *addr)
     return result;
 }
 
+int factory_default(xmlBufferPtr reply, xmlNodePtr element)
+{
+    xml::text_ptr addr = attribute(element, "addr");
+    if (addr) echo_attribute(reply, "addr", addr.get());
+    reply_append(reply, ">");
+    uint8_t address[8];
+    if (addr && (!parse_node_address(xml::chars(addr.get()), address) ||
+                 std::strchr(xml::chars(addr.get()), '\''))) {
+        pelk_error(reply, PELK_INVALID_PARAMETER, "addr");
+        return -1;
+    }
+    return run_tool(reply, addr ? xml::chars(addr.get()) : "");
+}
+
 } // namespace
 
 int pelk_factory_default(xmlBufferPtr reply, xmlNodePtr element)
 {
-    xml::text_ptr addr = attribute(element, "addr");
-    reply_append(reply, "<set_factory_default");
-    if (addr) echo_attribute(reply, "addr", addr.get());
-    reply_append(reply, ">");
-    uint8_t address[8];
-    int result = -1;
-    if (addr && (!parse_node_address(xml::chars(addr.get()), address) ||
-                 std::strchr(xml::chars(addr.get()), '\'')))
-        pelk_error(reply, PELK_INVALID_PARAMETER, "addr");
-    else
-        result = run_tool(reply, addr ? xml::chars(addr.get()) : "");
-    reply_append(reply, "</set_factory_default>");
-    return result;
+    return within_element(reply, "set_factory_default", factory_default, element);
 }

@@ -60,15 +60,9 @@ bool read_retries(xmlNodePtr element, update_request &u)
     return retries >= 0 && retries <= 255;
 }
 
-// After the start tag has been closed: the network and the retries, then the schedule.
-int schedule(xmlBufferPtr reply, xmlNodePtr element, const network_choice &network,
-             update_request &u, const char *file)
+// The retries, then the schedule.
+int schedule(xmlBufferPtr reply, xmlNodePtr element, update_request &u, const char *file)
 {
-    if (!network.usable()) {
-        pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
-        return -1;
-    }
-    u.network = network.index;
     if (!read_retries(element, u)) {
         pelk_error(reply, PELK_INVALID_PARAMETER, "block_retry_max");
         return -1;
@@ -103,10 +97,10 @@ int fw_update(xmlBufferPtr reply, xmlNodePtr element)
     xml::text_ptr recover = attribute(element, "recover");
     u.recover = parse_recover(xml::chars(recover.get()), &true_flag);
     reply_append(reply, recover_echo(u.recover, true_flag));
-    network_choice network = read_network_index(element);
-    network.echo(reply);
-    reply_append(reply, ">");
-    return schedule(reply, element, network, u, xml::chars(file.get()));
+    int network = close_with_network(reply, element);
+    if (network < 0) return -1;
+    u.network = static_cast<uint8_t>(network);
+    return schedule(reply, element, u, xml::chars(file.get()));
 }
 
 } // namespace
@@ -123,8 +117,5 @@ int parse_recover(const char *text, int *true_flag)
 
 int pelk_fw_update(xmlBufferPtr reply, xmlNodePtr element)
 {
-    reply_append(reply, "<fw_update");
-    int result = fw_update(reply, element);
-    reply_append(reply, "</fw_update>");
-    return result;
+    return within_element(reply, "fw_update", fw_update, element);
 }

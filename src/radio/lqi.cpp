@@ -91,15 +91,11 @@ int get_lqi(xmlBufferPtr reply, xmlNodePtr element)
         pelk_error(reply, PELK_INVALID_PARAMETER, "addr");
         return -1;
     }
-    network_choice network = read_network_index(element);
-    network.echo(reply);
-    reply_append(reply, ">");
-    if (!network.usable()) {
-        pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
-        return -1;
-    }
-    if (given) return write_neighbour_table(reply, address, network.index, 0) < 0 ? -1 : 0;
-    return walk_nodes(reply, network.index);
+    int index = close_with_network(reply, element);
+    if (index < 0) return -1;
+    const auto network = static_cast<uint8_t>(index);
+    if (given) return write_neighbour_table(reply, address, network, 0) < 0 ? -1 : 0;
+    return walk_nodes(reply, network);
 }
 
 } // namespace
@@ -129,8 +125,5 @@ int write_neighbour_table(xmlBufferPtr reply, const uint8_t address[8], uint8_t 
 
 int pelk_get_lqi(xmlBufferPtr reply, xmlNodePtr element)
 {
-    reply_append(reply, "<get_lqi");
-    int result = get_lqi(reply, element);
-    reply_append(reply, "</get_lqi>");
-    return result;
+    return within_element(reply, "get_lqi", get_lqi, element);
 }

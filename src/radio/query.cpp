@@ -24,6 +24,17 @@ void write_field(xmlBufferPtr reply, const catalogue_row &row, const char *text,
     reply_printf(reply, "</%s>\n", row.name);
 }
 
+int query(xmlBufferPtr reply, xmlNodePtr element)
+{
+    radio_target target;
+    if (open_radio_element(reply, element, target) < 0) return -1;
+    reply_append(reply, "\n  <radio>\n");
+    int result = pelk_list_fields(reply, target.node(), target.network,
+                                  xml::name_is(element, "query_setting"));
+    reply_append(reply, "  </radio>\n");
+    return result;
+}
+
 } // namespace
 
 int pelk_list_fields(xmlBufferPtr reply, const uint8_t *address, uint8_t network, int which)
@@ -49,16 +60,5 @@ int pelk_list_fields(xmlBufferPtr reply, const uint8_t *address, uint8_t network
 
 int pelk_query(xmlBufferPtr reply, xmlNodePtr element)
 {
-    const char *name = xml::chars(element->name);
-    reply_printf(reply, "<%s", name);
-    radio_target target;
-    int result = open_radio_element(reply, element, target);
-    if (result == 0) {
-        reply_append(reply, "\n  <radio>\n");
-        result = pelk_list_fields(reply, target.node(), target.network,
-                                  xml::name_is(element, "query_setting"));
-        reply_append(reply, "  </radio>\n");
-    }
-    reply_printf(reply, "</%s>", name);
-    return result;
+    return within_element(reply, xml::chars(element->name), query, element);
 }

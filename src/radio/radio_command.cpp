@@ -181,8 +181,5 @@ int radio_command(xmlBufferPtr reply, xmlNodePtr element)
 
 int pelk_radio_command(xmlBufferPtr reply, xmlNodePtr element)
 {
-    reply_append(reply, "<radio_command");
-    int result = radio_command(reply, element);
-    reply_append(reply, "</radio_command>");
-    return result;
+    return within_element(reply, "radio_command", radio_command, element);
 }

@@ -64,22 +64,25 @@ int set_group(xmlBufferPtr reply, const radio_target &target, xmlNodePtr group)
     return -1;
 }
 
+int set_setting(xmlBufferPtr reply, xmlNodePtr element)
+{
+    radio_target target;
+    if (open_radio_element(reply, element, target) < 0) return -1;
+    xmlNodePtr group = group_of(element);
+    if (!group) return 0; // nothing to write
+    if (!xml::name_is(group, "radio")) {
+        pelk_error(reply, PELK_UNKNOWN_GROUP, xml::chars(group->name));
+        return -1;
+    }
+    reply_append(reply, "<radio>");
+    int result = set_group(reply, target, group);
+    reply_append(reply, "</radio>");
+    return result;
+}
+
 } // namespace
 
 int pelk_set_setting(xmlBufferPtr reply, xmlNodePtr element)
 {
-    reply_append(reply, "<set_setting");
-    radio_target target;
-    int result = open_radio_element(reply, element, target);
-    xmlNodePtr group = result == 0 ? group_of(element) : nullptr;
-    if (group && !xml::name_is(group, "radio")) {
-        pelk_error(reply, PELK_UNKNOWN_GROUP, xml::chars(group->name));
-        result = -1;
-    } else if (group) {
-        reply_append(reply, "<radio>");
-        result = set_group(reply, target, group);
-        reply_append(reply, "</radio>");
-    }
-    reply_append(reply, "</set_setting>");
-    return result;
+    return within_element(reply, "set_setting", set_setting, element);
 }

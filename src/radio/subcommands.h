@@ -10,6 +10,10 @@
 
 using pelk_handler = int (*)(xmlBufferPtr reply, xmlNodePtr element);
 
+// Appends "<TAG", runs `body` (which closes the start tag, or writes an error element, which
+// closes it), then "</TAG>"; the body's result.
+int within_element(xmlBufferPtr reply, const char *tag, pelk_handler body, xmlNodePtr element);
+
 int pelk_discover(xmlBufferPtr reply, xmlNodePtr element);
 int pelk_fw_update(xmlBufferPtr reply, xmlNodePtr element);
 int pelk_get_lqi(xmlBufferPtr reply, xmlNodePtr element);
