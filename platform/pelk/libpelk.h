@@ -7,7 +7,7 @@
  * what the simulation keeps (queued and applied values, the node list, scheduled updates).
  * Calls that change something are recorded in "/var/run/sim/calls.log" (see each function), and
  * "/var/run/sim/exit/FUNCTION" makes radio_get_gateway_info, radio_get_gateway_address,
- * radio_get_node_list and radio_schedule_update fail with that number.
+ * radio_schedule_update and the recorded calls of radio_get_node_list fail with that number.
  *
  * Addresses are passed as 8 bytes, most significant first; a null address names the gateway's
  * own radio. Every call returns a negative RADIO_E code on failure.

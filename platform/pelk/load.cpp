@@ -2,7 +2,9 @@
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -220,14 +222,69 @@ file_key key_of(const std::string &path)
     return {info.st_dev, info.st_ino, info.st_size, info.st_mtim, info.st_ctim};
 }
 
-std::string description_path()
+constexpr const char *description_name = "pelk.xml";
+
+std::string description_folder()
 {
     const char *dir = std::getenv("VEXA_SIM_DATA");
-    return std::string(dir && *dir ? dir : "/etc/vexa/sim") + "/pelk.xml";
+    return dir && *dir ? dir : "/etc/vexa/sim";
 }
+
+// Tells whether the description may have changed since the last look, from an inotify watch on
+// its folder: while nothing happens to the file, a call costs one read that finds no event
+// instead of a path lookup. Without a watch every look says "maybe".
+class change_watch
+{
+  public:
+    bool maybe_changed(const std::string &folder)
+    {
+        if (folder != folder_) return watch(folder);
+        if (fd_.get() < 0) return true;
+        alignas(inotify_event) char events[4096];
+        bool changed = false;
+        ssize_t length;
+        while ((length = read(fd_.get(), events, sizeof events)) > 0) {
+            for (ssize_t at = 0; at < length;) {
+                const auto *event = reinterpret_cast<const inotify_event *>(events + at);
+                changed |= (event->mask & (IN_Q_OVERFLOW | IN_IGNORED)) ||
+                           (event->len && std::strcmp(event->name, description_name) == 0);
+                if (event->mask & IN_IGNORED) folder_.clear(); // the folder went away
+                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            }
+        }
+        return changed;
+    }
+
+  private:
+    bool watch(const std::string &folder)
+    {
+        folder_ = folder;
+        fd_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+        constexpr uint32_t changes = IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_CREATE |
+                                     IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
+                                     IN_MOVE_SELF;
+        if (fd_.get() >= 0 && inotify_add_watch(fd_.get(), folder.c_str(), changes) < 0)
+            fd_.reset(-1);
+        return true;
+    }
+
+    struct owned_fd {
+        int fd = -1;
+        ~owned_fd() { reset(-1); }
+        int get() const { return fd; }
+        void reset(int other)
+        {
+            if (fd >= 0) close(fd);
+            fd = other;
+        }
+    };
+    owned_fd fd_;
+    std::string folder_;
+};
 
 struct simulation {
     std::mutex lock;
+    change_watch watch;
     file_key key;
     bool read = false;
     network net;
@@ -246,12 +303,15 @@ held_network::held_network()
 {
     simulation &s = the_simulation();
     hold_ = std::unique_lock(s.lock);
-    std::string path = description_path();
-    file_key key = key_of(path);
-    if (!s.read || !(key == s.key)) {
-        s.net = load_network(path);
-        s.key = key;
-        s.read = true;
+    std::string folder = description_folder();
+    if (s.watch.maybe_changed(folder) || !s.read) {
+        std::string path = folder + "/" + description_name;
+        file_key key = key_of(path);
+        if (!s.read || !(key == s.key)) {
+            s.net = load_network(path);
+            s.key = key;
+            s.read = true;
+        }
     }
     net_ = &s.net;
 }

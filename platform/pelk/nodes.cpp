@@ -94,14 +94,15 @@ extern "C" int radio_dual_mode_enabled(void)
 extern "C" int radio_get_node_list(radio_node_record *records, uint8_t network, int index,
                                    int count, int mode)
 {
-    if (mode != RADIO_LIST_CURRENT)
-        sim::record_call("radio_get_node_list", {std::to_string(network), std::to_string(mode)});
     held_network net;
+    if (mode != RADIO_LIST_CURRENT) {
+        sim::record_call("radio_get_node_list", {std::to_string(network), std::to_string(mode)});
+        if (int code = sim::call_result("radio_get_node_list", 0)) return code;
+    }
     if (!net->present) return RADIO_E_UNAVAILABLE;
     if (network > 1 || (network == 1 && !net->dual)) return RADIO_E_NO_NETWORK;
     if (mode < RADIO_LIST_CURRENT || mode > RADIO_LIST_DISCOVER || count < 0)
         return RADIO_E_INVALID;
-    if (int code = sim::call_result("radio_get_node_list", 0)) return code;
     change_list(*net, network, mode);
     const std::vector<size_t> &list = net->lists[network];
     for (int i = 0; records && i < count; ++i) {
