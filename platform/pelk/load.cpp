@@ -230,33 +230,37 @@ std::string description_folder()
     return dir && *dir ? dir : "/etc/vexa/sim";
 }
 
-// Tells whether the description may have changed since the last look, from an inotify watch on
-// its folder: while nothing happens to the file, a call costs one read that finds no event
-// instead of a path lookup. Without a watch every look says "maybe".
+// What a look at the description's folder tells.
+enum class look { unchanged, changed, unknown };
+
+// Tells whether the description has changed since the last look, from an inotify watch on its
+// folder: while nothing happens to the file, a call costs one read that finds no event instead of
+// a path lookup. Without a watch (or right after a new one) every look is unknown.
 class change_watch
 {
   public:
-    bool maybe_changed(const std::string &folder)
+    look take_look(const std::string &folder)
     {
         if (folder != folder_) return watch(folder);
-        if (fd_.get() < 0) return true;
+        if (fd_.get() < 0) return look::unknown;
         alignas(inotify_event) char events[4096];
-        bool changed = false;
+        look seen = look::unchanged;
         ssize_t length;
         while ((length = read(fd_.get(), events, sizeof events)) > 0) {
             for (ssize_t at = 0; at < length;) {
                 const auto *event = reinterpret_cast<const inotify_event *>(events + at);
-                changed |= (event->mask & (IN_Q_OVERFLOW | IN_IGNORED)) ||
-                           (event->len && std::strcmp(event->name, description_name) == 0);
+                if ((event->mask & (IN_Q_OVERFLOW | IN_IGNORED)) ||
+                    (event->len && std::strcmp(event->name, description_name) == 0))
+                    seen = look::changed;
                 if (event->mask & IN_IGNORED) folder_.clear(); // the folder went away
                 at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
             }
         }
-        return changed;
+        return seen;
     }
 
   private:
-    bool watch(const std::string &folder)
+    look watch(const std::string &folder)
     {
         folder_ = folder;
         fd_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
@@ -265,7 +269,7 @@ class change_watch
                                      IN_MOVE_SELF;
         if (fd_.get() >= 0 && inotify_add_watch(fd_.get(), folder.c_str(), changes) < 0)
             fd_.reset(-1);
-        return true;
+        return look::unknown;
     }
 
     struct owned_fd {
@@ -304,10 +308,12 @@ held_network::held_network()
     simulation &s = the_simulation();
     hold_ = std::unique_lock(s.lock);
     std::string folder = description_folder();
-    if (s.watch.maybe_changed(folder) || !s.read) {
+    look seen = s.watch.take_look(folder);
+    if (seen != look::unchanged || !s.read) {
+        // The file's identity decides only where no event said it changed.
         std::string path = folder + "/" + description_name;
         file_key key = key_of(path);
-        if (!s.read || !(key == s.key)) {
+        if (seen == look::changed || !s.read || !(key == s.key)) {
             s.net = load_network(path);
             s.key = key;
             s.read = true;

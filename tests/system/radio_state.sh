@@ -13,7 +13,7 @@ head=$'<zigbee_state>\n    <gateway_addr>00:13:a2:00:41:5b:00:01</gateway_addr>\
 full=$(state '<zigbee_state/>')
 check_contains "the gateway radio first" "$head    <pan_id>0x1a2f</pan_id>" "$full"
 check_contains "a supply voltage in the module's unit shown in millivolts" \
-    "<supply_voltage>3633</supply_voltage>" "$full"
+    "<supply_voltage>1172</supply_voltage>" "$full"
 check_equal "address, caps and one line for each of the 16 fields the radio has" 18 "$(grep -c '^    <[a-z_]*>[^<]*</' <<<"$full")"
 check_equal "cached: the identity alone" "$(wrap "$head</zigbee_state>")" \
     "$(state '<zigbee_state cached="True"/>')"
