@@ -26,23 +26,6 @@ std::string node(int n, const std::string &attributes = "", const std::string &b
            attributes + ">" + body + "</node>";
 }
 
-std::string nodes(int count)
-{
-    std::string out;
-    for (int n = 1; n <= count; ++n)
-        out += node(n);
-    return out;
-}
-
-// How often `needle` occurs in `text`.
-int count(const std::string &text, const std::string &needle)
-{
-    int found = 0;
-    for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1))
-        ++found;
-    return found;
-}
-
 class Subcommands : public ::testing::Test
 {
   protected:
@@ -57,37 +40,6 @@ TEST_F(Subcommands, EachChildElementIsOneSubcommandInRequestOrder)
               "<query_setting>\n  <radio>\n    <power_level>4</power_level>\n  </radio>\n"
               "</query_setting><query_setting>\n  <radio>\n    <power_level>4</power_level>\n"
               "  </radio>\n</query_setting>");
-}
-
-TEST_F(Subcommands, QueriesListTheFieldsTheRadioHasInTheirFormats)
-{
-    net.describe("caps=\"0x04\" kind=\"3\"",
-                 "<param cmd=\"ID\" hex=\"0x0000000000001a2f\"/><param cmd=\"NI\" text=\"a&lt;b\"/>"
-                 "<param cmd=\"PL\" int=\"4\"/><param cmd=\"SC\" int=\"0x7fff\"/>"
-                 "<param cmd=\"KY\" hex=\"0x01\" access=\"wo\"/><param cmd=\"BD\" int=\"3\"/>"
-                 "<param cmd=\"DB\" int=\"40\"/><param cmd=\"%V\" int=\"1000\"/>"
-                 "<param cmd=\"HV\" int=\"0x1e44\"/>",
-                 node(1, "", "<param cmd=\"BD\" int=\"3\"/>"));
-    EXPECT_EQ(radio_reply("<query_setting/>"), "<query_setting>\n  <radio>\n"
-                                               "    <ext_pan_id>0x0000000000001a2f</ext_pan_id>\n"
-                                               "    <node_id>a&lt;b</node_id>\n"
-                                               "    <power_level>4</power_level>\n"
-                                               "    <scan_channels>0x7fff</scan_channels>\n"
-                                               "  </radio>\n</query_setting>")
-        << "a write-only key and a field of remote radios only are left out";
-    EXPECT_EQ(radio_reply("<query_state/>"), "<query_state>\n  <radio>\n"
-                                             "    <hardware_version>0x1e44</hardware_version>\n"
-                                             "    <rssi>40</rssi>\n"
-                                             "    <supply_voltage>1172</supply_voltage>\n"
-                                             "  </radio>\n</query_state>");
-    EXPECT_EQ(radio_reply("<query_setting addr=\"" + node_address(1) + "\"/>"),
-              "<query_setting addr=\"" + node_address(1) +
-                  "\">\n  <radio>\n    <serial_rate>3</serial_rate>\n  </radio>\n</query_setting>");
-    net.describe("caps=\"0x00\" kind=\"3\"", "", node(1, "", "<param cmd=\"BD\" int=\"3\"/>"));
-    EXPECT_EQ(radio_reply("<query_setting addr=\"" + node_address(1) + "\"/>"),
-              "<query_setting addr=\"" + node_address(1) +
-                  "\">\n  <radio>\n  </radio>\n</query_setting>")
-        << "remote nodes closed to the catalogue";
 }
 
 TEST_F(Subcommands, QueriesCheckAddressNetworkAndRadio)
@@ -121,46 +73,10 @@ TEST_F(Subcommands, QueriesCheckAddressNetworkAndRadio)
               "</desc><hint>Pelk not available</hint></error>  </radio>\n</query_state>");
 }
 
-TEST_F(Subcommands, SetSettingMapsEachFailureAndCommitsOnlyWhenAllWritesSucceeded)
+TEST_F(Subcommands, SetSettingReportsCommitAndGroupFailures)
 {
-    const std::string radio = "<param cmd=\"II\" int=\"1\"/><param cmd=\"PL\" int=\"1\"/>"
-                              "<param cmd=\"NJ\" int=\"1\"/><fail cmd=\"NJ\" code=\"-62\"/>";
-    net.describe("caps=\"0x04\" kind=\"3\"", radio);
-    struct outcome {
-        const char *fields;
-        const char *error; // id and hint, "" for none
-    };
-    const outcome outcomes[] = {
-        {"<power_level>2</power_level><nosuch>1</nosuch>", "12 nosuch"},
-        {"<power_level>2</power_level><initial_pan_id>0x10000</initial_pan_id>",
-         "13 initial_pan_id"},
-        {"<power_level>x</power_level>", "13 power_level"},
-        {"<power_level>2</power_level><max_hops>3</max_hops>", "14 max_hops"},
-        {"<power_level>2</power_level><join_time>3</join_time>", "11 join_time"},
-    };
-    for (const outcome &o : outcomes) {
-        net.forget_calls();
-        std::string reply =
-            radio_reply(std::string("<set_setting><radio>") + o.fields + "</radio></set_setting>");
-        std::string id(o.error, std::string(o.error).find(' '));
-        std::string hint(std::string(o.error).substr(id.size() + 1));
-        EXPECT_NE(reply.find("<error id=\"" + id + "\">"), std::string::npos) << o.fields << reply;
-        EXPECT_NE(reply.find("<hint>" + hint + "</hint>"), std::string::npos) << o.fields;
-        EXPECT_EQ(net.calls().find(" WR "), std::string::npos) << "no commit after " << o.fields;
-    }
-    const std::string read_power = "<radio_command id=\"PL\"/>";
-    EXPECT_EQ(radio_reply(read_power),
-              "<radio_command id=\"PL\" format=\"integer\">1</radio_command>")
-        << "values written before a failure stay queued";
-    net.forget_calls();
-    EXPECT_EQ(radio_reply("<set_setting><radio/></set_setting>"),
-              "<set_setting><radio></radio></set_setting>");
-    EXPECT_EQ(net.calls(), "radio_set_param - 0 WR - 2\n");
-    EXPECT_EQ(radio_reply(read_power),
-              "<radio_command id=\"PL\" format=\"integer\">2</radio_command>")
-        << "a commit applies what was queued";
-
-    net.describe("caps=\"0x04\" kind=\"3\"", radio + "<fail cmd=\"WR\" code=\"-5\"/>");
+    net.describe("caps=\"0x04\" kind=\"3\"",
+                 "<param cmd=\"PL\" int=\"1\"/><fail cmd=\"WR\" code=\"-5\"/>");
     EXPECT_EQ(radio_reply("<set_setting><radio><power_level>3</power_level></radio>"
                           "</set_setting>"),
               "<set_setting><radio><error id=\"11\"><desc>Error saving to device</desc>"
@@ -170,52 +86,10 @@ TEST_F(Subcommands, SetSettingMapsEachFailureAndCommitsOnlyWhenAllWritesSucceede
               "<set_setting><error id=\"2\"><desc>Settings group unknown</desc>"
               "<hint>serial</hint></error></set_setting>");
     EXPECT_EQ(radio_reply("<set_setting/>"), "<set_setting></set_setting>");
-}
-
-TEST_F(Subcommands, SetSettingOfANode)
-{
-    net.describe("caps=\"0x04\" kind=\"3\"", "",
-                 node(1, "", "<param cmd=\"V+\" int=\"0\"/><param cmd=\"HV\" int=\"0x1e44\"/>"));
-    EXPECT_EQ(radio_reply("<set_setting addr=\"" + node_address(1) +
-                          "\"><radio><supply_threshold>1172</supply_threshold></radio>"
-                          "</set_setting>"),
-              "<set_setting addr=\"" + node_address(1) + "\"><radio></radio></set_setting>");
-    EXPECT_EQ(net.calls(), "radio_set_int_param " + node_address(1) + " 0 V+ 1000 0\n" +
-                               "radio_set_param " + node_address(1) + " 0 WR - 2\n");
     net.fail("radio_get_gateway_info", -5);
     EXPECT_EQ(radio_reply("<set_setting><radio/></set_setting>"),
               "<set_setting><radio><error id=\"11\"><desc>Error saving to device</desc>"
               "<hint>Pelk not available</hint></error></radio></set_setting>");
-}
-
-TEST_F(Subcommands, DiscoverPagesThroughTheNodeList)
-{
-    net.describe("caps=\"0x04\" kind=\"3\"", "", nodes(25));
-    std::string all = radio_reply("<discover/>");
-    EXPECT_EQ(net.calls(), "radio_get_node_list 0 2\n") << "a first page discovers anew";
-    EXPECT_EQ(count(all, "<device "), 25);
-    EXPECT_NE(all.find("<device index=\"25\"><type>1</type><ext_addr>" + node_address(25)),
-              std::string::npos);
-    EXPECT_EQ(all.find("fw_status"), std::string::npos) << "capability bit 4 is clear";
-
-    net.forget_calls();
-    std::string page = radio_reply("<discover start=\"11\" size=\"10\"/>");
-    EXPECT_EQ(net.calls(), "") << "later pages use the current list";
-    EXPECT_EQ(count(page, "<device "), 10);
-    EXPECT_NE(page.find("<device index=\"1\"><type>1</type><ext_addr>" + node_address(11)),
-              std::string::npos);
-    EXPECT_NE(page.find("<device index=\"10\"><type>1</type><ext_addr>" + node_address(20)),
-              std::string::npos);
-    EXPECT_EQ(count(radio_reply("<discover start=\"21\" size=\"10\"/>"), "<device "), 5);
-
-    std::string one = radio_reply("<discover addr=\"" + node_address(7) + "\" start=\"x\"/>");
-    EXPECT_EQ(count(one, "<device "), 1) << "start and size are not read with addr";
-    EXPECT_NE(one.find("<device index=\"1\"><type>1</type><ext_addr>" + node_address(7)),
-              std::string::npos);
-    EXPECT_EQ(radio_reply("<discover addr=\"" + node_address(99) + "\"/>"),
-              "<discover></discover>");
-    EXPECT_EQ(radio_reply("<discover option=\"clear\"/>"), "<discover></discover>");
-    EXPECT_EQ(count(radio_reply("<discover start=\"2\" option=\"discover\"/>"), "<device "), 24);
 }
 
 TEST_F(Subcommands, DiscoverRefusesBadAttributesAndShowsFirmwareStatus)
@@ -249,49 +123,27 @@ TEST_F(Subcommands, DiscoverRefusesBadAttributesAndShowsFirmwareStatus)
                                           "<hint>No response from node</hint></error></discover>");
 }
 
-TEST_F(Subcommands, GetLqiReadsEachNeighbourTableInExchanges)
+TEST_F(Subcommands, GetLqiDecodesNeighboursAndReportsTheNodesStatus)
 {
-    std::string neighbours;
-    for (int n = 1; n <= 25; ++n)
-        neighbours += "<neighbour address=\"" + node_address(n) +
-                      "\" net_addr=\"0x1234\" type=\"2\" rx_idle=\"1\" relation=\"4\" "
-                      "permit_join=\"1\" depth=\"3\" lqi=\"" +
-                      std::to_string(200 + n) + "\"/>";
     net.describe("caps=\"0x06\" kind=\"3\"", "",
-                 node(1, "", neighbours) + node(2, "", "<fail cmd=\"ZDO\" code=\"-62\"/>") +
-                     node(3));
-    radio_reply("<discover/>");
-    net.forget_calls();
-    std::string one = radio_reply("<get_lqi addr=\"" + node_address(1) + "\"/>");
-    const std::string lqi = "radio_zdo_command " + node_address(1) + " 0 0x0031 ";
-    EXPECT_EQ(net.calls(), lqi + "00\n" + lqi + "0b\n" + lqi + "16\n");
-    EXPECT_EQ(count(one, "<neighbor "), 25);
-    EXPECT_NE(one.find("<get_lqi><device index=\"1\"><ext_addr>" + node_address(1) +
-                       "</ext_addr><neighbor index=\"1\"><ext_pan_id>0x0102030405060708"
-                       "</ext_pan_id><ext_addr>" +
-                       node_address(1) +
-                       "</ext_addr><net_addr>0x1234</net_addr><relation>previous</relation>"
-                       "<rx_idle>on</rx_idle><type>end device</type><permit_join>yes"
-                       "</permit_join><depth>3</depth><lqi>201</lqi></neighbor>"),
-              std::string::npos)
-        << one;
-    EXPECT_NE(one.find("<neighbor index=\"25\">"), std::string::npos);
-    EXPECT_NE(one.find("<lqi>225</lqi></neighbor><status>0</status></device></get_lqi>"),
-              std::string::npos);
-
-    std::string walk = radio_reply("<get_lqi/>");
-    EXPECT_EQ(count(walk, "<device "), 2) << "the walk ends at the node that failed";
-    EXPECT_NE(walk.find("<device index=\"2\"><ext_addr>" + node_address(2) +
-                        "</ext_addr><status>-62</status></device></get_lqi>"),
-              std::string::npos)
-        << walk;
-
-    net.describe("caps=\"0x06\" kind=\"3\"", "",
-                 node(1, "", "<fail cmd=\"ZDO\" status=\"0x84\"/>"));
-    EXPECT_EQ(radio_reply("<get_lqi addr=\"" + node_address(1) + "\"/>"),
-              "<get_lqi><device index=\"1\"><ext_addr>" + node_address(1) +
-                  "</ext_addr><status>132</status></device></get_lqi>");
+                 node(1, "",
+                      "<neighbour address=\"" + node_address(2) +
+                          "\" net_addr=\"0x1234\" type=\"2\" rx_idle=\"1\" relation=\"4\" "
+                          "permit_join=\"1\" depth=\"3\" lqi=\"201\"/>") +
+                     node(2, "", "<fail cmd=\"ZDO\" status=\"0x84\"/>"));
     EXPECT_EQ(radio_reply("<get_lqi/>"), "<get_lqi></get_lqi>") << "an empty node list";
+    radio_reply("<discover/>");
+    EXPECT_EQ(radio_reply("<get_lqi/>"),
+              "<get_lqi><device index=\"1\"><ext_addr>" + node_address(1) +
+                  "</ext_addr><neighbor index=\"1\"><ext_pan_id>0x0102030405060708</ext_pan_id>"
+                  "<ext_addr>" +
+                  node_address(2) +
+                  "</ext_addr><net_addr>0x1234</net_addr><relation>previous</relation>"
+                  "<rx_idle>on</rx_idle><type>end device</type><permit_join>yes</permit_join>"
+                  "<depth>3</depth><lqi>201</lqi></neighbor><status>0</status></device>"
+                  "<device index=\"2\"><ext_addr>" +
+                  node_address(2) + "</ext_addr><status>132</status></device></get_lqi>")
+        << "a ZigBee status other than success is shown and the walk goes on";
     net.describe("caps=\"0x04\" kind=\"3\"");
     EXPECT_EQ(radio_reply("<get_lqi addr=\"" + node_address(1) + "\"/>"),
               "<get_lqi><error id=\"14\"><desc>Not supported on device</desc>"
@@ -301,30 +153,23 @@ TEST_F(Subcommands, GetLqiReadsEachNeighbourTableInExchanges)
 TEST_F(Subcommands, RadioCommandSendsAndShowsByFormat)
 {
     net.describe("caps=\"0x04\" kind=\"3\"",
-                 "<param cmd=\"VR\" int=\"0x012c\"/><param cmd=\"XY\" hex=\"0x0102030405ff\"/>"
-                 "<param cmd=\"NI\" text=\"a&amp;b\"/><param cmd=\"DH\" addr=\"" +
-                     node_address(1) + "\"/><param cmd=\"PL\" int=\"1\"/>",
+                 "<param cmd=\"NI\" text=\"a&amp;b\"/><param cmd=\"DH\" addr=\"" + node_address(1) +
+                     "\"/><param cmd=\"PL\" int=\"1\"/>",
                  node(1, "", "<param cmd=\"PL\" int=\"1\"/>"));
     struct exchange {
         std::string request, reply, call;
     };
     const std::string node1 = node_address(1);
     const exchange exchanges[] = {
-        {"<radio_command id=\"VR\"/>",
-         "<radio_command id=\"VR\" format=\"integer\">300</radio_command>", "- 0 VR - -1 2"},
-        {"<radio_command id=\"XY\"/>",
-         "<radio_command id=\"XY\" format=\"binary\">0x0102030405ff</radio_command>",
-         "- 0 XY - -1 2"},
         {"<radio_command id=\"NI\" format=\"string\"/>",
          "<radio_command id=\"NI\" format=\"string\">a&amp;b</radio_command>", "- 0 NI - -1 2"},
         {"<radio_command id=\"DH\" format=\"address\"/>",
          "<radio_command id=\"DH\" format=\"address\">" + node1 + "</radio_command>",
          "- 0 DH - -1 2"},
-        {"<radio_command id=\"PL\" option=\"queue\" timeout=\"0x20\">  7  </radio_command>",
-         "<radio_command id=\"PL\" format=\"integer\"></radio_command>", "- 0 PL 00000007 32 0"},
-        {"<radio_command id=\"PL\" addr=\"" + node1 + "\" format=\"binary\">0x02</radio_command>",
+        {"<radio_command id=\"PL\" addr=\"" + node1 +
+             "\" format=\"binary\" timeout=\"0x20\">0x02</radio_command>",
          "<radio_command id=\"PL\" addr=\"" + node1 + "\" format=\"binary\"></radio_command>",
-         node1 + " 0 PL 02 -1 2"},
+         node1 + " 0 PL 02 32 2"},
         {"<radio_command id=\"DH\" format=\"address\">" + node1 + "</radio_command>",
          "<radio_command id=\"DH\" format=\"address\"></radio_command>",
          "- 0 DH 0013a20000001001 -1 2"},
@@ -346,7 +191,6 @@ TEST_F(Subcommands, RadioCommandRefusesWhatItCannotSend)
 {
     net.describe("caps=\"0x04\" kind=\"3\"");
     const char *const refused[][2] = {
-        {"format=\"hex\"", "format"},
         {"addr=\"00:13\"", "addr"},
         {"network_index=\"1\"", "network_index"},
         {"timeout=\"soon\"", "timeout"},
@@ -364,9 +208,6 @@ TEST_F(Subcommands, RadioCommandRefusesWhatItCannotSend)
                   std::string::npos)
             << r[0] << ": " << reply;
     }
-    EXPECT_EQ(radio_reply("<radio_command/>"),
-              "<radio_command><error id=\"4\"><desc>Missing parameter</desc><hint>id</hint>"
-              "</error></radio_command>");
     EXPECT_EQ(net.calls(), "") << "nothing reached the radio";
 }
 
@@ -378,12 +219,6 @@ TEST_F(Subcommands, FwUpdateSchedulesAnUpdate)
         std::string request, reply, call;
     };
     const schedule schedules[] = {
-        {"<fw_update file=\"fw.ebl\"/>", "<fw_update></fw_update>",
-         std::string(gateway_address) + " 0 00:00:00:00:00:00:00:00 fw.ebl 0 0"},
-        {"<fw_update file=\"fw.ebl\" target=\"" + node1 +
-             "\" recover=\"Never\" block_retry_max=\"abc\"/>",
-         "<fw_update recover=\"never\"></fw_update>",
-         node1 + " 0 00:00:00:00:00:00:00:00 fw.ebl 2 0"},
         {"<fw_update file=\"f\" target=\"" + node1 + "\" updater=\"" + node1 +
              "\" recover=\"TRUEly\" block_retry_max=\"255\"/>",
          "<fw_update recover=\"true\"></fw_update>", node1 + " 0 " + node1 + " f 1 255"},
@@ -408,8 +243,6 @@ TEST_F(Subcommands, FwUpdateRefusesWhatItCannotSchedule)
     net.describe("caps=\"0x14\" kind=\"3\"");
     const char *const refused[][3] = {
         {"", "4", "file"},
-        {"file=\"f\" block_retry_max=\"256\"", "5", "block_retry_max"},
-        {"file=\"f\" block_retry_max=\"-1\"", "5", "block_retry_max"},
         {"file=\"f\" target=\"x\"", "5", "target"},
         {"file=\"f\" updater=\"1a2b\"", "5", "updater"},
         {"file=\"f\" network_index=\"1\"", "5", "network_index"},
@@ -429,31 +262,16 @@ TEST_F(Subcommands, FwUpdateRefusesWhatItCannotSchedule)
               "<hint>Radio not available</hint></error></fw_update>");
 }
 
-TEST_F(Subcommands, ZigbeeStateShowsTheGatewayRadio)
+TEST_F(Subcommands, ZigbeeStateWritesNothingWithoutARadioOrABuffer)
 {
     net.describe("caps=\"0x16\" kind=\"3\"", "<param cmd=\"DB\" int=\"40\"/>");
-    auto state = [](const std::string &element, xmlBufferPtr reply = nullptr) {
-        xml::doc_ptr doc = xml::parse_memory(element.data(), static_cast<int>(element.size()));
-        xml::buffer_ptr own(xmlBufferCreate());
-        int result = zigbee_state(reply ? reply : own.get(), xmlDocGetRootElement(doc.get()),
-                                  STATE_QUERY, {});
-        return std::to_string(result) + " " +
-               xml::chars(xmlBufferContent(reply ? reply : own.get()));
-    };
-    const std::string head = std::string("    <gateway_addr>") + gateway_address +
-                             "</gateway_addr>\n    <caps>0x16</caps>\n";
-    EXPECT_EQ(state("<zigbee_state/>"),
-              "0 <zigbee_state>\n" + head + "    <rssi>40</rssi>\n</zigbee_state>");
-    EXPECT_EQ(state("<zigbee_state cached=\"TRUEST\"/>"),
-              "0 <zigbee_state>\n" + head + "</zigbee_state>");
-    EXPECT_EQ(state("<zigbee_state network_index=\"1\"/>"),
-              "0 <zigbee_state network_index=\"1\">\n><error id=\"5\"><desc>Invalid parameter"
-              "</desc><hint>network_index</hint></error></zigbee_state>");
     xml::doc_ptr doc = xml::parse_memory("<zigbee_state/>", 15);
     EXPECT_EQ(zigbee_state(nullptr, xmlDocGetRootElement(doc.get()), STATE_SET, {}), STATE_DONE)
         << "set mode runs the query without a reply";
     net.fail("radio_get_gateway_info", -5);
-    EXPECT_EQ(state("<zigbee_state/>"), "-1 ");
+    xml::buffer_ptr reply(xmlBufferCreate());
+    EXPECT_EQ(zigbee_state(reply.get(), xmlDocGetRootElement(doc.get()), STATE_QUERY, {}), -1);
+    EXPECT_EQ(xmlBufferLength(reply.get()), 0);
 }
 
 // The factory tool runs through this seam (the test is linked with --wrap for open_command): it
@@ -474,24 +292,14 @@ extern "C" command_pipe __wrap__Z12open_commandPKc(const char *command)
 namespace
 {
 
-TEST_F(Subcommands, FactoryDefaultRunsTheToolAndReportsEachLine)
+TEST_F(Subcommands, FactoryDefaultHandsTheToolOneWord)
 {
     net.describe("caps=\"0x04\" kind=\"3\"");
     tool_output = "";
     EXPECT_EQ(radio_reply("<set_factory_default/>"), "<set_factory_default></set_factory_default>");
     EXPECT_EQ(factory_command, "/usr/bin/pelk factory_default ''");
-    tool_output = "no answer\\nradio <busy>\\n";
-    EXPECT_EQ(radio_reply("<set_factory_default addr=\"" + node_address(1) + "\"/>"),
-              "<set_factory_default addr=\"" + node_address(1) +
-                  "\"><error id=\"7\"><desc>Command error</desc><hint>no answer\n</hint></error>"
-                  "<error id=\"7\"><desc>Command error</desc><hint>radio &lt;busy&gt;\n</hint>"
-                  "</error></set_factory_default>");
+    radio_reply("<set_factory_default addr=\"" + node_address(1) + "\"/>");
     EXPECT_EQ(factory_command, "/usr/bin/pelk factory_default '" + node_address(1) + "'");
-    factory_command.clear();
-    EXPECT_EQ(radio_reply("<set_factory_default addr=\"00:13;reboot\"/>"),
-              "<set_factory_default addr=\"00:13;reboot\"><error id=\"5\"><desc>Invalid parameter"
-              "</desc><hint>addr</hint></error></set_factory_default>");
-    EXPECT_EQ(factory_command, "") << "a text outside the address syntax never reaches the shell";
     tool_output = "missing";
     EXPECT_EQ(radio_reply("<set_factory_default/>"),
               "<set_factory_default><error id=\"7\"><desc>Command error</desc>"
