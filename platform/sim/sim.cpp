@@ -31,6 +31,11 @@ std::optional<std::string> read_file(const std::string &path)
 
 } // namespace
 
+std::string run_path(std::string_view name)
+{
+    return folder("VEXA_SIM_DIR", "/var/run/sim") + "/" + std::string(name);
+}
+
 std::optional<std::string> read_data(std::string_view name)
 {
     return read_file(folder("VEXA_SIM_DATA", "/etc/vexa/sim") + "/" + std::string(name));
@@ -42,7 +47,7 @@ void record_call(std::string_view function, std::initializer_list<std::string_vi
     for (std::string_view arg : args)
         line.append(" ").append(arg);
     line += '\n';
-    std::string path = folder("VEXA_SIM_DIR", "/var/run/sim") + "/calls.log";
+    std::string path = run_path("calls.log");
     int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0) return;
     ssize_t written;
@@ -54,7 +59,7 @@ void record_call(std::string_view function, std::initializer_list<std::string_vi
 
 int call_result(std::string_view function, int usual)
 {
-    auto text = read_file(folder("VEXA_SIM_DIR", "/var/run/sim") + "/exit/" + std::string(function));
+    auto text = read_file(run_path("exit/" + std::string(function)));
     if (!text) return usual;
     char *end = nullptr;
     long value = std::strtol(text->c_str(), &end, 10);

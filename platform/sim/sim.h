@@ -17,6 +17,8 @@
 namespace sim
 {
 
+// "/var/run/sim/NAME" (under $VEXA_SIM_DIR when set): where run-time files of the stand-ins live.
+std::string run_path(std::string_view name);
 // The content of data file `name`, or nothing when it cannot be read.
 std::optional<std::string> read_data(std::string_view name);
 // Appends "FUNCTION ARG1 ARG2 ..." to the call record in one write, so lines of concurrent

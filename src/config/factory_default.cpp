@@ -45,8 +45,8 @@ int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *sour
     int result = apply_custom_defaults(reply, command, source);
     // The parent reverts the factory items only root may touch, then regenerates the system files
     // from the reverted configuration: both, whatever happened above.
-    parent_send('F');
-    parent_send('g');
+    parent_send(LETTER_REVERT);
+    parent_send(LETTER_GENERATE);
     reply_append(reply, "</set_factory_default>");
     return result;
 }

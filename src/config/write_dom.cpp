@@ -116,7 +116,7 @@ int apply_change(xmlNodePtr request, const char *source, int notify, xmlBufferPt
         log_msg(LOG_ERR, "Unable to write to worklog! %d\n", errno);
         error = 6;
     }
-    if (error == 0 && !deferred && notify) parent_send('g');
+    if (error == 0 && !deferred && notify) parent_send(LETTER_GENERATE);
     return error;
 }
 

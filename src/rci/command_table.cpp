@@ -14,6 +14,7 @@ constexpr std::array rci_command_table{
     rci_command{.name = "set_factory_default", .handler = set_factory_default},
     rci_command{.name = "reboot", .handler = reboot_command},
     rci_command{.name = "query_state", .handler = query_state},
+    rci_command{.name = "do_command", .handler = do_command},
 };
 
 } // namespace

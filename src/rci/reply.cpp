@@ -23,14 +23,30 @@ void reply_append(xmlBufferPtr buf, const char *text)
     xmlBufferCCat(buf, text);
 }
 
-void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint)
+static void error_head(xmlBufferPtr buf, int id, const char *desc)
 {
     int len = xmlBufferLength(buf);
     if (len > 0 && xmlBufferContent(buf)[len - 1] != '>') xmlBufferCCat(buf, ">");
     reply_printf(buf, "<error id=\"%d\"><desc>", id);
     xmlBufferCCat(buf, desc);
     xmlBufferCCat(buf, "</desc>");
+}
+
+void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint)
+{
+    error_head(buf, id, desc);
     if (hint) reply_printf(buf, "<hint>%s</hint>", hint);
+    xmlBufferCCat(buf, "</error>");
+}
+
+void reply_error_quoted(xmlBufferPtr buf, int id, const char *desc, const char *hint)
+{
+    error_head(buf, id, desc);
+    if (hint) {
+        xmlBufferCCat(buf, "<hint>");
+        reply_text(buf, hint);
+        xmlBufferCCat(buf, "</hint>");
+    }
     xmlBufferCCat(buf, "</error>");
 }
 

@@ -101,6 +101,7 @@ parent_hooks root_hooks{
     .command_runner = run_in_shell,
     .pause = sleep,
     .ntp_pid_path = "/var/run/chronyd.pid",
+    .password_changer = pam_change_password,
 };
 
 // The pause lets the engine finish and send the reply that announced the reboot.
@@ -151,11 +152,4 @@ int apply_firmware(const char *, size_t)
 int revert_passwords(const char *, size_t)
 {
     return run_command(REVERT);
-}
-
-// Changing an account password is not available yet: its payload has been read whole, and the
-// engine is told that nothing changed.
-int change_password(const char *, size_t)
-{
-    return -1;
 }

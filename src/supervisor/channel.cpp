@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 int to_parent_fd = -1;
@@ -26,8 +27,8 @@ class channel_lock
     channel_lock &operator=(const channel_lock &) = delete;
 };
 
-// The parent relies on receiving each message unbroken: the whole message goes out in one
-// write (at most 257 bytes, below PIPE_BUF, so the kernel never splits it) under channel_mutex.
+// One write per message: pipe writes of at most PIPE_BUF bytes are atomic, so messages of
+// concurrent senders never interleave although no lock is taken.
 void write_message(const unsigned char *bytes, size_t count)
 {
     ssize_t written;
@@ -37,9 +38,17 @@ void write_message(const unsigned char *bytes, size_t count)
     if (written < 0) log_errno(LOG_CRIT, "Write to parent failed! %d (%s)");
 }
 
-void send_locked(char letter, size_t length, const void *payload)
+} // namespace
+
+void parent_send(parent_letter letter)
+{
+    parent_send_data(letter, 0, nullptr);
+}
+
+void parent_send_data(parent_letter letter, size_t length, const void *payload)
 {
     unsigned char message[2 + 255];
+    static_assert(sizeof message <= PIPE_BUF);
     size_t count = 0;
     message[count++] = static_cast<unsigned char>(letter);
     if (payload) {
@@ -49,20 +58,8 @@ void send_locked(char letter, size_t length, const void *payload)
         count += bytes;
     }
     write_message(message, count);
-}
-
-} // namespace
-
-void parent_send(char letter)
-{
-    channel_lock lock;
-    send_locked(letter, 0, nullptr);
-}
-
-void parent_send_data(char letter, size_t length, const void *payload)
-{
-    channel_lock lock;
-    send_locked(letter, length, payload);
+    // The message may carry a password.
+    explicit_bzero(message, count);
 }
 
 ssize_t parent_read(void *buf, size_t size)
@@ -75,10 +72,10 @@ ssize_t parent_read(void *buf, size_t size)
     return count;
 }
 
-ssize_t parent_request(int letter, size_t length, const void *payload, void *answer,
+ssize_t parent_request(parent_letter letter, size_t length, const void *payload, void *answer,
                        size_t answer_size)
 {
     channel_lock lock;
-    send_locked(static_cast<char>(letter & 0xff), length, payload);
+    parent_send_data(letter, length, payload);
     return parent_read(answer, answer_size);
 }

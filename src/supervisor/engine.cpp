@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "commands/modem_ota.h"
 #include "config/config.h"
 #include "radio/targets.h"
 #include "rci/bus.h"
@@ -35,6 +36,9 @@ void detach_from_terminal()
         dup2(devnull, STDIN_FILENO);
         dup2(devnull, STDOUT_FILENO);
         dup2(devnull, STDERR_FILENO);
+    } else {
+        // Traces leave line by line, in order with the log, even when the output is a file.
+        setvbuf(stdout, nullptr, _IOLBF, 0);
     }
     close(devnull);
 }
@@ -92,6 +96,7 @@ void engine_main()
     // The listener's idle time is when the engine tells the watchdog it is alive.
     start_bus_thread(watchdog_heartbeat);
     pelk_reserve_targets();
+    register_ota_callback();
     for (;;)
         sleep(10000);
 }

@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "supervisor/letters.h"
 #include "supervisor/log_errno.h"
 #include "supervisor/payload.h"
 #include "supervisor/process.h"
@@ -55,7 +56,7 @@ constexpr payload_rule password_payload{
 // `answer`, when set, makes the parent write the letter and "1" (action succeeded) or "0" back;
 // `failure_note` is logged at LOG_CRIT when the action fails.
 struct letter_row {
-    char letter;
+    parent_letter letter;
     const payload_rule *payload;
     unsigned pending;
     parent_action action;
@@ -65,46 +66,46 @@ struct letter_row {
 
 // Deferred rows run in table order: generate before the tunnel start.
 constexpr std::array letter_table{
-    letter_row{.letter = 'r',
+    letter_row{.letter = LETTER_REBOOT,
                .payload = nullptr,
                .pending = RUN_AT_ONCE,
                .action = reboot_action,
                .answer = nullptr,
                .failure_note = nullptr},
-    letter_row{.letter = 'd',
+    letter_row{.letter = LETTER_DATE,
                .payload = &date_payload,
                .pending = RUN_AT_ONCE,
                .action = set_date,
                .answer = nullptr,
                .failure_note = nullptr},
-    letter_row{.letter = 'g',
+    letter_row{.letter = LETTER_GENERATE,
                .payload = nullptr,
                .pending = PENDING_GENERATE,
                .action = generate_action,
                .answer = nullptr,
                .failure_note = nullptr},
-    letter_row{.letter = 's',
+    letter_row{.letter = LETTER_TUNNEL,
                .payload = nullptr,
                .pending = PENDING_TUNNEL,
                .action = start_tunnel,
                .answer = &action_answer,
                .failure_note = nullptr},
-    letter_row{.letter = 'F',
+    letter_row{.letter = LETTER_REVERT,
                .payload = nullptr,
                .pending = RUN_AT_ONCE,
                .action = revert_passwords,
                .answer = nullptr,
                .failure_note = "revert_to_factory: Unable to reset associated items!\n"},
-    letter_row{.letter = 'u',
+    letter_row{.letter = LETTER_FIRMWARE,
                .payload = nullptr,
                .pending = RUN_AT_ONCE,
                .action = apply_firmware,
                .answer = &action_answer,
                .failure_note = nullptr},
-    letter_row{.letter = 'p',
+    letter_row{.letter = LETTER_PASSWORD,
                .payload = &password_payload,
                .pending = RUN_AT_ONCE,
-               .action = change_password,
+               .action = read_password_request,
                .answer = &password_answer,
                .failure_note = nullptr},
 };
@@ -128,9 +129,9 @@ ssize_t send_answer(int fd, const char *answer, size_t size)
     return write(fd, answer, size);
 }
 
-void write_answer(int fd, char letter, bool succeeded, const answer_notes &notes)
+void write_answer(int fd, parent_letter letter, bool succeeded, const answer_notes &notes)
 {
-    const char answer[2] = {letter, succeeded ? '1' : '0'};
+    const char answer[2] = {letter, succeeded ? ANSWER_DONE : ANSWER_FAILED};
     ssize_t count = send_answer(fd, answer, sizeof answer);
     if (count < 0)
         log_errno(LOG_CRIT, notes.write_failed);

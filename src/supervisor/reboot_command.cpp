@@ -8,6 +8,6 @@ int reboot_command(xmlBufferPtr reply, xmlNodePtr, const char *source)
 {
     reply_append(reply, "<reboot/>");
     log_msg(LOG_NOTICE, "vexacsd received reboot request from %s.", source);
-    parent_send('r');
+    parent_send(LETTER_REBOOT);
     return 0;
 }

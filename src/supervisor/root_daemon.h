@@ -12,6 +12,8 @@ struct parent_hooks {
     int (*command_runner)(const char *command); // std::system
     unsigned (*pause)(unsigned seconds);        // sleep
     const char *ntp_pid_path;                   // "/var/run/chronyd.pid"
+    // pam_change_password
+    int (*password_changer)(const char *user, const char *current, const char *replacement);
 };
 extern parent_hooks root_hooks;
 
@@ -25,7 +27,14 @@ int generate_action(const char *payload, size_t length);
 int start_tunnel(const char *payload, size_t length);
 int apply_firmware(const char *payload, size_t length);
 int revert_passwords(const char *payload, size_t length);
-int change_password(const char *payload, size_t length);
+// The password change: the payload is login, current and new password with 0x1E between them.
+int read_password_request(const char *payload, size_t length);
+
+// Changes `user`'s password through PAM (service "vexacsd") after checking the current one:
+// 0 changed, -1 otherwise. Only the accounts "admin" and "python" may be changed.
+int pam_change_password(const char *user, const char *current, const char *replacement);
+// 1 when `user` is one of the changeable accounts, has a shadow entry and is not locked ("*").
+int user_may_change_password(const char *user);
 
 // The parent's ends of the two pipes and the engine it watches.
 struct parent_link {

@@ -1,10 +1,11 @@
-#include "supervisor/channel.h"
+#include "support/engine_channel.h"
 
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <string>
 #include <thread>
@@ -13,41 +14,6 @@ namespace
 {
 
 constexpr int rounds = 400;
-
-// Points the engine's channel at fresh pipes and plays the parent's side of them.
-struct engine_channel {
-    int to_parent[2] = {-1, -1}, from_parent[2] = {-1, -1};
-
-    engine_channel()
-    {
-        (void)!pipe(to_parent);
-        (void)!pipe(from_parent);
-        to_parent_fd = to_parent[1];
-        from_parent_fd = from_parent[0];
-    }
-    ~engine_channel()
-    {
-        to_parent_fd = from_parent_fd = -1;
-        for (int fd : {to_parent[0], to_parent[1], from_parent[0], from_parent[1]})
-            close(fd);
-    }
-
-    // Reads one message as the parent does: its letter followed by its payload, or "" at EOF.
-    std::string read_message() const
-    {
-        char letter = 0;
-        unsigned char length = 0;
-        if (read(to_parent[0], &letter, 1) != 1) return "";
-        if ((letter == 'd' || letter == 'p') && read(to_parent[0], &length, 1) != 1) return "";
-        std::string message(1 + length, letter);
-        for (size_t got = 1; got < message.size();) {
-            ssize_t count = read(to_parent[0], message.data() + got, message.size() - got);
-            if (count <= 0) return "";
-            got += static_cast<size_t>(count);
-        }
-        return message;
-    }
-};
 
 } // namespace
 
@@ -61,9 +27,10 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
                 step();
         });
     };
-    std::thread senders[] = {repeat([&] { parent_send_data('d', dates.size(), dates.data()); }),
-                             repeat([&] { parent_send_data('p', users.size(), users.data()); }),
-                             repeat([] { parent_send('g'); })};
+    std::thread senders[] = {
+        repeat([&] { parent_send_data(LETTER_DATE, dates.size(), dates.data()); }),
+        repeat([&] { parent_send_data(LETTER_PASSWORD, users.size(), users.data()); }),
+        repeat([] { parent_send(LETTER_GENERATE); })};
     std::map<std::string, int> seen;
     for (int i = 0; i < 3 * rounds; ++i)
         ++seen[channel.read_message()];
@@ -81,14 +48,45 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
         }
     };
     std::atomic<int> mismatches{0};
-    auto request = [&mismatches](char letter, const char *payload) {
+    auto request = [&mismatches](parent_letter letter, const char *payload) {
         char answer[2] = {0, 0};
         ssize_t count = parent_request(letter, payload ? 5 : 0, payload, answer, sizeof answer);
-        mismatches += count != 2 || answer[0] != letter || answer[1] != '1';
+        mismatches += !parent_answer_accepted(letter, answer, count);
     };
-    std::thread sides[] = {std::thread(answer_all), repeat([&] { request('u', nullptr); }),
-                           repeat([&] { request('p', "a\036b\036c"); })};
+    std::thread sides[] = {std::thread(answer_all),
+                           repeat([&] { request(LETTER_FIRMWARE, nullptr); }),
+                           repeat([&] { request(LETTER_PASSWORD, "a\036b\036c"); })};
     for (std::thread &side : sides)
         side.join();
     EXPECT_EQ(mismatches, 0);
+}
+
+// A firmware apply keeps its exchange open for minutes; every other letter must still go out.
+TEST(Channel, SendingNeverWaitsForAnOpenExchange)
+{
+    engine_channel channel;
+    std::atomic<bool> answered{false};
+    char answer[2] = {0, 0};
+    std::thread apply([&] {
+        ssize_t count = parent_request(LETTER_FIRMWARE, 0, nullptr, answer, sizeof answer);
+        answered = parent_answer_accepted(LETTER_FIRMWARE, answer, count);
+    });
+    EXPECT_EQ(channel.read_message(), "u");
+    const char date[] = "u2024-05-01 10:20:30";
+    std::atomic<bool> sent{false};
+    std::thread sender([&] {
+        parent_send(LETTER_GENERATE);
+        parent_send_data(LETTER_DATE, sizeof date - 1, date);
+        sent = true;
+    });
+    for (int i = 0; i < 50 && !sent; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(sent) << "the senders waited for the open exchange";
+    EXPECT_FALSE(answered);
+    channel.answer("u1");
+    sender.join();
+    apply.join();
+    EXPECT_EQ(channel.read_message(), "g");
+    EXPECT_EQ(channel.read_message(), std::string("d") + date);
+    EXPECT_TRUE(answered);
 }

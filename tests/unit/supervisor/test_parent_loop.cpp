@@ -53,6 +53,11 @@ struct command_recorder {
     {
         return static_cast<unsigned>(run(("pause " + std::to_string(seconds)).c_str()));
     }
+    // A password change shows as "password USER CURRENT NEW".
+    static int change_password(const char *user, const char *current, const char *replacement)
+    {
+        return run(("password "s + user + " " + current + " " + replacement).c_str());
+    }
 };
 
 // Runs the parent loop over real pipes, with the shell commands and the reboot pause recorded
@@ -69,7 +74,8 @@ struct parent_harness {
         (void)!pipe2(to_engine, O_NONBLOCK);
         root_hooks = {.command_runner = command_recorder::run,
                       .pause = command_recorder::pause,
-                      .ntp_pid_path = ntp_path.c_str()};
+                      .ntp_pid_path = ntp_path.c_str(),
+                      .password_changer = command_recorder::change_password};
         command_recorder::commands.clear();
         command_recorder::answers.clear();
         setenv("VEXA_SIM_DIR", dir.path().c_str(), 1);
@@ -156,13 +162,13 @@ TEST(ParentLoop, RefusedLengthsUnknownLettersAndEndOfFileInPayloadsAreSurvived)
     // Two dates and two user sets of refused lengths, a reboot, a user set of the right length.
     parent.serve("d\023" + std::string(19, 'r') + "d\032" + std::string(26, 'r') + "rp\002rrp\144" +
                  std::string(100, 'u') + "p\005a\036b\036c");
-    EXPECT_EQ(command_recorder::taken(), (commands{reboot_steps[0], reboot_steps[1]}));
+    EXPECT_EQ(command_recorder::taken(),
+              (commands{reboot_steps[0], reboot_steps[1], "password a b c"}));
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid date set length 19, ignored.\n"));
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid date set length 26, ignored.\n"));
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid user set length 2, ignored.\n"));
     EXPECT_TRUE(log.has(LOG_ERR, "Invalid user set length 100, ignored.\n"));
-    // Password changes are not available: even a well-formed request is refused.
-    EXPECT_EQ(parent.answers(), "p0p0p0");
+    EXPECT_EQ(parent.answers(), "p0p0p1");
 
     EXPECT_EQ(served("x\x00g"s), commands{generate_line});
     EXPECT_TRUE(log.has(LOG_ERR, "Unknown command '78' sent from child!"));

@@ -1,0 +1,62 @@
+#include "base/log.h"
+#include "base/xml.h"
+#include "commands/targets.h"
+#include "radio/pelk.h"
+#include "rci/commands.h"
+#include "rci/reply.h"
+
+#include <array>
+#include <cstring>
+
+namespace
+{
+
+int radio_target(xmlBufferPtr reply, xmlNodePtr command, const char *target, const char *)
+{
+    return pelk_do_command(reply, command, target);
+}
+
+// A target that vexacsd serves itself: its exact, case-sensitive name and its function.
+struct command_target {
+    const char *name;
+    command_target_fn run;
+};
+
+// Every name that is not here goes to forward_to_client.
+constexpr std::array command_targets{
+    command_target{.name = "pelk", .run = radio_target},
+    command_target{.name = "zigbee", .run = radio_target},
+    command_target{.name = "update", .run = firmware_update_command},
+    command_target{.name = "set_password", .run = set_password_command},
+};
+
+command_target_fn find_target(const char *name)
+{
+    for (const command_target &row : command_targets)
+        if (std::strcmp(row.name, name) == 0) return row.run;
+    return forward_to_client;
+}
+
+} // namespace
+
+// The target is written escaped and whole, so that any name the request carries leaves the reply
+// well formed.
+int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+{
+    xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));
+    if (!target) {
+        reply_append(reply, "<do_command>");
+        reply_error(reply, 1, "Target missing", "target");
+        reply_append(reply, "</do_command>");
+        trace("\n");
+        return -1;
+    }
+    const char *name = xml::chars(target.get());
+    reply_append(reply, "<do_command target=\"");
+    xmlAttrSerializeTxtContent(reply, command->doc, nullptr, target.get());
+    reply_append(reply, "\">");
+    trace("\nProcessing %s -", xml::chars(command->name));
+    int result = find_target(name)(reply, command, name, source);
+    reply_append(reply, "</do_command>");
+    return result;
+}

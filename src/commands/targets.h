@@ -1,0 +1,27 @@
+// The do_command targets that vexacsd serves itself, and the forwarding of every other target to
+// the local client that registered its name.
+#pragma once
+
+#include <libxml/tree.h>
+
+// A do_command target: writes its output, or its error elements, between the do_command tags of
+// the reply. `target` is the target name as requested, `source` the request source. 0 on success,
+// -1 otherwise; the result is only traced.
+using command_target_fn = int (*)(xmlBufferPtr reply, xmlNodePtr command, const char *target,
+                                  const char *source);
+
+// Sends the serialised children of the command to the client registered as `target` and copies
+// its answer into the reply unchanged: a client must answer well-formed XML. Error 2 when no
+// client answered, error 3 when it did not answer within the bus call's timeout.
+int forward_to_client(xmlBufferPtr reply, xmlNodePtr command, const char *target,
+                      const char *source);
+// "update": starts the system firmware update from an image already on the device.
+int firmware_update_command(xmlBufferPtr reply, xmlNodePtr command, const char *target,
+                            const char *source);
+// "set_password": asks the parent to change an account's password.
+int set_password_command(xmlBufferPtr reply, xmlNodePtr command, const char *target,
+                         const char *source);
+
+// Appends every child node of `element`, in order, with its markup and without formatting.
+// 0, or -1 when a child cannot be serialised.
+int serialise_children(xmlBufferPtr out, xmlNodePtr element);

@@ -1,0 +1,96 @@
+#!/bin/bash
+# do_command as a client sees it: the built-in targets are routed by their exact names, every other
+# name goes to the local client that registered it, whose answer stands in the reply as it was
+# given; unregistered names, silent clients and clients that answer nonsense end as errors or as
+# their own text, and the daemon goes on serving.
+. "$(dirname "$0")/lib.sh"
+
+device_up
+
+# Starts `rci --serve NAME RCI-OPTIONS...` in the gateway; its output goes to /tmp/serve-NAME.out.
+serve() {
+    local name=$1
+    shift
+    dev_exec sh -c 'name=$1; shift; rci --serve "$name" "$@" >/tmp/serve-$name.out 2>&1 &' - "$name" "$@"
+    check_soon "client $name registered" "result -1" 5 true name_taken "$name"
+}
+
+name_taken() { [ "$(printf '%s\0' "$1" | dev_exec rci --op 2 --timeout 5 -)" = "result -1" ]; }
+
+reply_of() { rci_reply "<rci_request>$1</rci_request>"; }
+
+wrapped() { printf '<rci_reply version="1.1">%s</rci_reply>' "$1"; }
+
+not_registered() {
+    printf '<do_command target="%s"><error id="2"><desc>Name not registered</desc><hint>%s</hint></error></do_command>' "$1" "$1"
+}
+
+echo_answers() { dev_exec rci --op 4 --timeout 5 /dev/null >/dev/null 2>&1; }
+
+# --- a registered client answers ---
+serve myapp --answer '<ok/>'
+check_equal "the client's answer inside do_command" \
+    "$(wrapped '<do_command target="myapp"><ok/></do_command>')" \
+    "$(reply_of '<do_command target="myapp"><x a="1">text</x><y/></do_command>')"
+check_contains "the client received the serialised children" 'received myapp: <x a="1">text</x><y/>' \
+    "$(dev_exec cat /tmp/serve-myapp.out)"
+
+# --- names that no client serves, and no name at all ---
+check_equal "an unregistered name" "$(wrapped "$(not_registered nosuch)")" \
+    "$(reply_of '<do_command target="nosuch"><x/></do_command>')"
+check_equal "no target" \
+    "$(wrapped '<do_command><error id="1"><desc>Target missing</desc><hint>target</hint></error></do_command>')" \
+    "$(reply_of '<do_command><x/></do_command>')"
+check_equal "Update is not the update target" "$(wrapped "$(not_registered Update)")" \
+    "$(reply_of '<do_command target="Update" firmware="system">/userfs/x</do_command>')"
+serve Update --answer '<forwarded/>'
+check_equal "Update goes to the client that registered it" \
+    "$(wrapped '<do_command target="Update"><forwarded/></do_command>')" \
+    "$(reply_of '<do_command target="Update"/>')"
+check_equal "the other commands of the request still run" \
+    "$(wrapped "$(not_registered a)<do_command target=\"myapp\"><ok/></do_command>")" \
+    "$(reply_of '<do_command target="a"/><do_command target="myapp"/>')"
+
+# --- the built-in names never reach a client, even one that registered them ---
+serve set_password --answer '<claimed/>'
+check_equal "set_password stays built in" \
+    "$(wrapped '<do_command target="set_password"><error id="5"><desc>Missing parameter</desc><hint>login</hint></error></do_command>')" \
+    "$(reply_of '<do_command target="set_password"/>')"
+for radio in pelk zigbee; do
+    reply=$(reply_of "<do_command target=\"$radio\"><query_state/></do_command>")
+    check_contains "$radio goes to the radio" "<do_command target=\"$radio\">" "$reply"
+    if [[ $reply == *"Name not registered"* ]]; then fail "$radio is not forwarded" "radio answer" "$reply"; else pass; fi
+done
+
+# --- names and answers that are not what they should be ---
+reply=$(reply_of '<do_command target="a&quot;&lt;&amp;b"/>')
+check_status "a target of markup characters leaves the reply well formed" 0 \
+    sh -c 'printf "%s" "$1" | xmllint --noout -' - "$reply"
+check_contains "and is named escaped" '<hint>a"&lt;&amp;b</hint>' "$reply"
+
+serve quiet --answer ''
+check_equal "an empty answer leaves the element empty" \
+    "$(wrapped '<do_command target="quiet"></do_command>')" "$(reply_of '<do_command target="quiet"/>')"
+serve garbage --answer '<<&'
+check_equal "an answer is copied as it is" "$(wrapped '<do_command target="garbage"><<&</do_command>')" \
+    "$(reply_of '<do_command target="garbage"/>')"
+serve big --answer-cmd 'head -c 2000000 /dev/zero | tr "\0" a'
+reply=$(reply_of '<do_command target="big"/>')
+shape=$(wrapped '<do_command target="big">a</do_command>')
+check_equal "a two-megabyte answer stands in its element" "$shape" "$(printf '%s' "$reply" | tr -s a)"
+check_equal "whole" $((${#shape} - 1 + 2000000)) ${#reply}
+# More than a bus message can hold: the client's answer never leaves it.
+serve huge --answer-cmd 'head -c 17000000 /dev/zero | tr "\0" a'
+check_equal "an answer larger than a bus message" "$(wrapped "$(not_registered huge)")" \
+    "$(reply_of '<do_command target="huge"/>')"
+check_status "the daemon serves on" 0 echo_answers
+
+# --- a client that does not answer holds the daemon for the bus call's 45 seconds, no longer ---
+serve slow --answer '<late/>' --delay 60
+started=$SECONDS
+check_equal "no answer in time" \
+    "$(wrapped '<do_command target="slow"><error id="3"><desc>Timeout waiting for response</desc><hint>slow</hint></error></do_command>')" \
+    "$(reply_of '<do_command target="slow"/>')"
+elapsed=$((SECONDS - started))
+if [ $elapsed -ge 44 ] && [ $elapsed -le 50 ]; then pass; else fail "waited the bus call's timeout" "45 s" "$elapsed s"; fi
+check_status "the daemon serves on after a timeout" 0 echo_answers
