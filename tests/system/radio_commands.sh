@@ -6,14 +6,6 @@
 
 device_up
 
-# Until do_command serves the radio targets there is nothing to drive over the bus.
-if [[ $(rci_reply '<rci_request><do_command target="zigbee"/></rci_request>') != *'<do_command target="zigbee">'* ]]; then
-    echo "SKIP: $test_name: do_command does not serve the radio targets in this build"
-    trap - EXIT
-    "$device" down >/dev/null 2>&1
-    exit 77
-fi
-
 gateway=00:13:a2:00:41:5b:00:01
 router=00:13:a2:00:41:5b:10:01 # kind 3, 25 neighbours
 meter=00:13:a2:00:41:5b:10:0b  # kind 2
