@@ -1,3 +1,4 @@
+#include "base/hex.h"
 #include "base/log.h"
 #include "config/config.h"
 
@@ -128,19 +129,6 @@ int config_get_bool(int save, const char *xpath, int32_t *out)
     return config_get_enum(save, xpath, off_on, out);
 }
 
-namespace
-{
-// Value of one hexadecimal digit, or -1 for any other character.
-int hex_digit(char c)
-{
-    static constexpr char digits[] = "0123456789abcdefABCDEF";
-    const char *at = c ? std::strchr(digits, c) : nullptr;
-    if (!at) return -1;
-    int pos = static_cast<int>(at - digits);
-    return pos > 15 ? pos - 6 : pos;
-}
-} // namespace
-
 // A character that is not a hexadecimal digit ends the conversion with -1; the bytes converted
 // before it stay in `dst`.
 int config_get_hex(int save, const char *xpath, uint8_t *dst, size_t len)
@@ -151,9 +139,9 @@ int config_get_hex(int save, const char *xpath, uint8_t *dst, size_t len)
     const char *text = xml::chars(value.get());
     if (text[0] == '0' && text[1] == 'x') text += 2;
     for (size_t out = 0; out < len && text[0] && text[1]; ++out, text += 2) {
-        int high = hex_digit(text[0]), low = hex_digit(text[1]);
-        if (high < 0 || low < 0) return -1;
-        dst[out] = static_cast<uint8_t>(high * 16 + low);
+        int byte = hex_byte(text);
+        if (byte < 0) return -1;
+        dst[out] = static_cast<uint8_t>(byte);
     }
     return 0;
 }

@@ -1,3 +1,4 @@
+#include "radio/pelk.h"
 #include "state/device/providers.h"
 #include "state/net/interface_info.h"
 #include "state/stats/stats.h"
@@ -12,6 +13,10 @@ constexpr std::array state_group_rows{
     state_row{.name = "device_info",
               .provider = render_state_table,
               .arg = {.table = &device_info_fields}},
+    state_row{.name = "zigbee_state",
+              .provider = zigbee_state,
+              .capability = "pelk",
+              .self_tagged = true},
     state_row{.name = "mobile_stats", .provider = mobile_stats, .capability = "cell"},
     state_row{.name = "device_stats",
               .provider = render_state_table,

@@ -24,8 +24,9 @@ using file_stream = std::unique_ptr<FILE, file_closer>;
 // Opens `path` for reading; nullptr with errno when it cannot be opened.
 file_stream open_file(const char *path);
 
-// Starts `command` (a fixed command line, never request text) for reading; nullptr with errno
-// when it cannot be started.
+// Starts `command` for reading: a fixed command line, into which request text goes only after a
+// parser that admits nothing but characters safe on a command line accepted it. nullptr with
+// errno when it cannot be started.
 command_pipe open_command(const char *command);
 // Waits for the tool and returns the exit-status byte, or -1 when the wait failed.
 int close_command(command_pipe pipe);

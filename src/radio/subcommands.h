@@ -1,0 +1,43 @@
+// The radio subcommands of do_command, one handler per row of the dispatcher's table, and what
+// they share. A handler appends its element to the reply and closes it on every path; it returns
+// 0, or -1 after writing an error element.
+#pragma once
+
+#include <libpelk.h>
+#include <libxml/tree.h>
+
+#include <cstdint>
+
+using pelk_handler = int (*)(xmlBufferPtr reply, xmlNodePtr element);
+
+// Appends "<TAG", runs `body` (which closes the start tag, or writes an error element, which
+// closes it), then "</TAG>"; the body's result.
+int within_element(xmlBufferPtr reply, const char *tag, pelk_handler body, xmlNodePtr element);
+
+int pelk_discover(xmlBufferPtr reply, xmlNodePtr element);
+int pelk_fw_update(xmlBufferPtr reply, xmlNodePtr element);
+int pelk_get_lqi(xmlBufferPtr reply, xmlNodePtr element);
+int pelk_radio_command(xmlBufferPtr reply, xmlNodePtr element);
+// query_setting and query_state: the element's name tells which catalogue is listed.
+int pelk_query(xmlBufferPtr reply, xmlNodePtr element);
+int pelk_set_setting(xmlBufferPtr reply, xmlNodePtr element);
+int pelk_factory_default(xmlBufferPtr reply, xmlNodePtr element);
+
+// One line per field of the catalogue (`which` 0: state, else settings) that the radio at
+// `address` (nullptr: the gateway's own) has; fields the radio does not know are left out.
+// 0, or -1 after an error element (the fields listed before it stay).
+int pelk_list_fields(xmlBufferPtr reply, const uint8_t *address, uint8_t network, int which);
+
+// One device element of discover: `index` + 1 as its index, the firmware update block when
+// `fw_status` is set.
+void write_device_record(xmlBufferPtr reply, const radio_node_record &record, int index,
+                         bool fw_status);
+// One device element of get_lqi: the node's neighbour table, read by Mgmt_Lqi requests. The
+// result of the last request.
+int write_neighbour_table(xmlBufferPtr reply, const uint8_t address[8], uint8_t network, int index);
+
+// Recover modes of fw_update.
+enum recover_code : int { RECOVER_NONE = 0, RECOVER_YES = 1, RECOVER_NEVER = 2 };
+// The recover code of a recover attribute (nullptr: absent); *true_flag becomes 1 for "true" and
+// is left alone otherwise.
+int parse_recover(const char *text, int *true_flag);

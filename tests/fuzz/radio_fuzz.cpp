@@ -1,0 +1,76 @@
+// Feeds arbitrary bytes to the radio subcommand dispatcher as the content of a do_command
+// element, against the image's simulated radio network. Every reply must be well formed, and the
+// only command line that may reach the shell is the factory tool's with an address text or none.
+#include "base/log.h"
+#include "base/xml.h"
+#include "radio/pelk.h"
+#include "state/readers.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+
+namespace
+{
+
+void discard(int, const char *) {}
+
+// The call record of the simulated radio grows with every write: it lives in a scratch folder
+// and is emptied now and then.
+std::string sim_folder()
+{
+    char folder[] = "/tmp/vexa-radio-fuzz-XXXXXX";
+    if (!mkdtemp(folder)) std::abort();
+    return folder;
+}
+
+bool set_up()
+{
+    log_set_sink(discard);
+    static const std::string folder = sim_folder();
+    setenv("VEXA_SIM_DATA", VEXA_IMAGE "/etc/vexa/sim", 1);
+    setenv("VEXA_SIM_DIR", folder.c_str(), 1);
+    std::atexit([] { std::filesystem::remove_all(folder); });
+    return true;
+}
+
+void forget_calls()
+{
+    static int runs = 0;
+    if (++runs % 1000 == 0) std::ofstream(std::string(getenv("VEXA_SIM_DIR")) + "/calls.log");
+}
+
+} // namespace
+
+// Every command line the dispatcher starts comes here (linked with --wrap for open_command).
+// Nothing is started: the tool is reported as missing.
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+extern "C" command_pipe __wrap__Z12open_commandPKc(const char *command)
+{
+    static const std::regex factory_tool(
+        "/usr/bin/pelk factory_default '([0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){7})?'");
+    if (!std::regex_match(command, factory_tool)) std::abort();
+    return nullptr;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const bool ready = set_up();
+    if (!ready) std::abort();
+    std::string request = "<do_command target=\"pelk\">" +
+                          std::string(reinterpret_cast<const char *>(data), size) + "</do_command>";
+    xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
+    if (!doc) return 0;
+    xml::buffer_ptr reply(xmlBufferCreate());
+    xmlBufferCCat(reply.get(), "<r>");
+    pelk_do_command(reply.get(), xmlDocGetRootElement(doc.get()), "pelk");
+    xmlBufferCCat(reply.get(), "</r>");
+    if (!xml::parse_memory(xml::chars(xmlBufferContent(reply.get())), xmlBufferLength(reply.get())))
+        std::abort();
+    forget_calls();
+    return 0;
+}

@@ -1,0 +1,194 @@
+#!/bin/bash
+# The radio subcommands of do_command over the bus, against the image's simulated network (a
+# coordinator and 26 nodes) and a few networks of the test's own: listings, set_setting outcomes,
+# discovery, neighbour tables, radio commands, firmware updates and the factory tool.
+. "$(dirname "$0")/lib.sh"
+
+device_up
+
+gateway=00:13:a2:00:41:5b:00:01
+router=00:13:a2:00:41:5b:10:01 # kind 3, 25 neighbours
+meter=00:13:a2:00:41:5b:10:0b  # kind 2
+node() { printf '00:13:a2:00:41:5b:10:%02x' "$1"; }
+
+zigbee() { rci_reply "<rci_request><do_command target=\"zigbee\">$1</do_command></rci_request>"; }
+wrap() { printf '<rci_reply version="1.1"><do_command target="zigbee">%s</do_command></rci_reply>' "$1"; }
+check_reply() { check_equal "$1" "$(wrap "$2")" "$(zigbee "$3")"; }
+error() { printf '<error id="%s"><desc>%s</desc><hint>%s</hint></error>' "$1" "$2" "$3"; }
+forget_calls() { dev_exec sh -c ': >/var/run/sim/calls.log'; }
+count() { grep -o -- "$1" <<<"$2" | wc -l; }
+# Replaces the network description while the daemon runs.
+describe() { dev_exec sh -c 'cat >/etc/vexa/sim/pelk.new && mv /etc/vexa/sim/pelk.new /etc/vexa/sim/pelk.xml'; }
+
+check_listings() {
+    check_reply "the gateway radio's settings: the fields its kind has, in their formats" $'<query_setting>
+  <radio>
+    <aggregate_route_time>255</aggregate_route_time>
+    <broadcast_hops>0</broadcast_hops>
+    <compat_options>0x0</compat_options>
+    <discover_options>0x0</discover_options>
+    <discover_timeout>60</discover_timeout>
+    <encrypt_enable>1</encrypt_enable>
+    <encrypt_options>0x0</encrypt_options>
+    <ext_pan_id>0x0000000000001a2f</ext_pan_id>
+    <initial_pan_id>0xffff</initial_pan_id>
+    <join_time>255</join_time>
+    <join_notification>0</join_notification>
+    <join_verification>0</join_verification>
+    <max_hops>30</max_hops>
+    <network_watchdog>0</network_watchdog>
+    <node_id>Gateway</node_id>
+    <power_level>4</power_level>
+    <power_mode>1</power_mode>
+    <scan_channels>0x7fff</scan_channels>
+    <scan_duration>3</scan_duration>
+    <sleep_count>1</sleep_count>
+    <sleep_period>32</sleep_period>
+    <stack_profile>0</stack_profile>
+  </radio>
+</query_setting>' '<query_setting/>'
+    check_reply "a remote node's state" "<query_state addr=\"$meter\">"$'
+  <radio>
+    <ext_pan_id>0x1a2f</ext_pan_id>
+    <channel>0x14</channel>
+    <net_addr>0x208f</net_addr>
+    <firmware_version>0x2341</firmware_version>
+    <hardware_version>0x1941</hardware_version>
+    <rssi>52</rssi>
+    <supply_voltage>3164</supply_voltage>
+  </radio>
+</query_state>' "<query_state addr=\"$meter\"/>"
+    check_contains "a supply reading of 1000 on an unlisted hardware version" \
+        "<supply_voltage>1172</supply_voltage>" "$(zigbee '<query_state/>')"
+    forget_calls
+    check_reply "writing millivolts" "<set_setting addr=\"$router\"><radio></radio></set_setting>" \
+        "<set_setting addr=\"$router\"><radio><supply_threshold>1172</supply_threshold></radio></set_setting>"
+    check_equal "the radio gets its own unit, then the commit" \
+        "radio_set_int_param $router 0 V+ 1000 0"$'\n'"radio_set_param $router 0 WR - 2" "$(calls)"
+}
+
+check_set_setting() {
+    local power='<radio_command id="PL"/>'
+    forget_calls
+    check_reply "a field no row has" "<set_setting><radio>$(error 12 'Field specified does not exist' nosuch)</radio></set_setting>" \
+        '<set_setting><radio><power_level>2</power_level><nosuch>1</nosuch></radio></set_setting>'
+    check_reply "a value beyond the row's limits" "<set_setting><radio>$(error 13 'Field value specified is invalid' initial_pan_id)</radio></set_setting>" \
+        '<set_setting><radio><initial_pan_id>0x10000</initial_pan_id></radio></set_setting>'
+    check_reply "a field the node's radio does not know" "<set_setting addr=\"$meter\"><radio>$(error 14 'Not supported on device' max_hops)</radio></set_setting>" \
+        "<set_setting addr=\"$meter\"><radio><max_hops>3</max_hops></radio></set_setting>"
+    check_reply "a node the radio cannot reach" "<set_setting addr=\"$(node 99)\"><radio>$(error 11 'Error saving to device' power_level)</radio></set_setting>" \
+        "<set_setting addr=\"$(node 99)\"><radio><power_level>3</power_level></radio></set_setting>"
+    check_equal "no commit after a failed write" 0 "$(calls | grep -c ' WR ')"
+    check_reply "the value written before the failure is queued, not applied" \
+        '<radio_command id="PL" format="integer">4</radio_command>' "$power"
+    check_reply "an empty group only commits" "<set_setting><radio></radio></set_setting>" \
+        '<set_setting><radio/></set_setting>'
+    check_reply "which applies what was queued" \
+        '<radio_command id="PL" format="integer">2</radio_command>' "$power"
+}
+
+check_discover() {
+    forget_calls
+    local all
+    all=$(zigbee '<discover/>')
+    check_equal "a new discovery" "radio_get_node_list 0 2" "$(calls)"
+    check_equal "lists every node" 26 "$(count '<device index=' "$all")"
+    check_contains "numbered from 1" "<device index=\"26\"><type>2</type><ext_addr>$(node 26)<" "$all"
+    check_contains "node ids escaped" "<node_id>Router Pump &amp; Valve</node_id>" "$all"
+    forget_calls
+    local page
+    page=$(zigbee '<discover start="11" size="10"/>')
+    check_equal "a later page keeps the list" "" "$(calls)"
+    check_equal "ten nodes" 10 "$(count '<device index=' "$page")"
+    check_contains "node 11 first, as 1" "<device index=\"1\"><type>2</type><ext_addr>$(node 11)<" "$page"
+    check_contains "node 20 last, as 10" "<device index=\"10\"><type>2</type><ext_addr>$(node 20)<" "$page"
+    check_equal "the last page ends with the list" 6 "$(count '<device index=' "$(zigbee '<discover start="21" size="10"/>')")"
+    local one
+    one=$(zigbee "<discover addr=\"$router\"/>")
+    check_equal "one node by address" 1 "$(count '<device index=' "$one")"
+    check_contains "as 1" "<device index=\"1\"><type>1</type><ext_addr>$router<" "$one"
+    check_reply "a bad start" "<discover>$(error 5 'Invalid parameter' start)</discover>" '<discover start="abc"/>'
+    check_equal "firmware status with capability bit 4" 26 "$(count '<fw_status>' "$all")"
+    dev_exec sed -i 's/caps="0x16"/caps="0x06"/' /etc/vexa/sim/pelk.xml
+    check_equal "none without it" 0 "$(count '<fw_status>' "$(zigbee '<discover/>')")"
+    check_reply "clear empties the list" "<discover></discover>" '<discover option="clear"/>'
+}
+
+check_lqi() {
+    zigbee '<discover/>' >/dev/null
+    forget_calls
+    local table
+    table=$(zigbee "<get_lqi addr=\"$router\"/>")
+    local lqi="radio_zdo_command $router 0 0x0031"
+    check_equal "25 neighbours in three exchanges" "$lqi 00"$'\n'"$lqi 0b"$'\n'"$lqi 16" "$(calls)"
+    check_equal "each neighbour once" 25 "$(count '<neighbor index=' "$table")"
+    check_contains "indices from 1" "<device index=\"1\"><ext_addr>$router</ext_addr><neighbor index=\"1\"><ext_pan_id>0x0013a20000001a2f</ext_pan_id><ext_addr>$(node 2)</ext_addr>" "$table"
+    check_contains "to 25" "<neighbor index=\"25\"><ext_pan_id>0x0013a20000001a2f</ext_pan_id><ext_addr>$(node 26)</ext_addr>" "$table"
+    dev_exec sed -i 's|<param cmd="NI" text="Router Pump|<fail cmd="ZDO" code="-62"/>&|' /etc/vexa/sim/pelk.xml
+    zigbee '<discover/>' >/dev/null
+    local walk
+    walk=$(zigbee '<get_lqi/>')
+    check_equal "the walk ends at the node that failed" 2 "$(count '<device index=' "$walk")"
+    check_contains "which shows the code as its status" "<device index=\"2\"><ext_addr>$(node 2)</ext_addr><status>-62</status></device></get_lqi>" "$walk"
+}
+
+check_radio_command() {
+    describe <<EOF
+<pelk_network ext_pan_id="0x0102030405060708">
+  <gateway address="$gateway" kind="2" caps="0x10" dual="0">
+    <param cmd="ID" int="0x1a2f"/><param cmd="VR" int="0x012c"/><param cmd="XY" hex="0x0102030405ff"/>
+    <param cmd="PL" int="1"/>
+  </gateway>
+  <node address="$router" kind="3"><param cmd="PL" int="1"/></node>
+</pelk_network>
+EOF
+    check_contains "pan_id from ID where OP is unknown" "<pan_id>0x1a2f</pan_id>" "$(zigbee '<query_state/>')"
+    check_reply "a remote node lists nothing with capability bit 2 clear" "<query_setting addr=\"$router\">"$'\n  <radio>\n  </radio>\n</query_setting>' \
+        "<query_setting addr=\"$router\"/>"
+    check_reply "no id" "<radio_command>$(error 4 'Missing parameter' id)</radio_command>" '<radio_command/>'
+    check_reply "a bad format" "<radio_command id=\"VR\">$(error 5 'Invalid parameter' format)</radio_command>" \
+        '<radio_command id="VR" format="hex"/>'
+    check_reply "a 6-byte answer" '<radio_command id="XY" format="binary">0x0102030405ff</radio_command>' \
+        '<radio_command id="XY"/>'
+    check_reply "two bytes as an integer" '<radio_command id="VR" format="integer">300</radio_command>' \
+        '<radio_command id="VR" format="integer"/>'
+    forget_calls
+    check_reply "a queued number" '<radio_command id="PL" format="integer"></radio_command>' \
+        '<radio_command id="PL" option="queue">  7  </radio_command>'
+    check_equal "sent as 4 bytes with flags 0" "radio_param_command - 0 PL 00000007 -1 0" "$(calls)"
+}
+
+check_fw_update() {
+    forget_calls
+    check_reply "retries above 255" "<fw_update>$(error 5 'Invalid parameter' block_retry_max)</fw_update>" \
+        '<fw_update file="f" block_retry_max="256"/>'
+    check_reply "retries below 0" "<fw_update>$(error 5 'Invalid parameter' block_retry_max)</fw_update>" \
+        '<fw_update file="f" block_retry_max="-1"/>'
+    check_equal "nothing scheduled" "" "$(calls)"
+    check_reply "recover in capitals" '<fw_update recover="never"></fw_update>' \
+        "<fw_update file=\"r.ebl\" target=\"$router\" recover=\"Never\" block_retry_max=\"abc\"/>"
+    check_reply "no target" '<fw_update></fw_update>' '<fw_update file="g.ebl"/>'
+    check_equal "the node with code 2 and 0 retries, then the gateway's own radio" \
+        "radio_schedule_update $router 0 00:00:00:00:00:00:00:00 r.ebl 2 0"$'\n'"radio_schedule_update $gateway 0 00:00:00:00:00:00:00:00 g.ebl 0 0" \
+        "$(calls)"
+}
+
+check_factory_default() {
+    forget_calls
+    dev_exec sh -c 'printf "radio busy\nno <answer>\n" >/var/run/sim/out/pelk'
+    check_reply "each line the tool prints is an error" "<set_factory_default addr=\"$router\">$(error 7 'Command error' $'radio busy\n')$(error 7 'Command error' $'no &lt;answer&gt;\n')</set_factory_default>" \
+        "<set_factory_default addr=\"$router\"/>"
+    check_equal "the tool got the address" "/usr/bin/pelk factory_default $router" "$(calls)"
+    forget_calls
+    check_reply "a text outside the address syntax" "<set_factory_default addr=\"\$(reboot)\">$(error 5 'Invalid parameter' addr)</set_factory_default>" \
+        '<set_factory_default addr="$(reboot)"/>'
+    check_equal "never reaches the tool" "" "$(calls)"
+}
+
+check_listings
+check_set_setting
+check_discover
+check_lqi
+check_radio_command
+check_fw_update
+check_factory_default
