@@ -48,6 +48,17 @@ int my_conv(int num_msg, const pam_message **msg, pam_response **resp, void *)
     return PAM_SUCCESS;
 }
 
+// Owns one PAM transaction: pam_end, with the last result, runs on every way out.
+struct pam_transaction {
+    explicit pam_transaction(pam_handle_t *started) : handle(started) {}
+    ~pam_transaction() { pam_end(handle, status); }
+    pam_transaction(const pam_transaction &) = delete;
+    pam_transaction &operator=(const pam_transaction &) = delete;
+
+    pam_handle_t *handle;
+    int status = PAM_SUCCESS;
+};
+
 // Authenticates with the current password, then changes it; the last PAM result.
 int run_transaction(pam_handle_t *handle, const char *user, const char *current,
                     const char *replacement)
@@ -103,16 +114,16 @@ int pam_change_password(const char *user, const char *current, const char *repla
         return -1;
     }
     const pam_conv conversation{.conv = my_conv, .appdata_ptr = nullptr};
-    pam_handle_t *handle = nullptr;
-    int status = pam_start("vexacsd", nullptr, &conversation, &handle);
+    pam_handle_t *started = nullptr;
+    int status = pam_start("vexacsd", nullptr, &conversation, &started);
     if (status != PAM_SUCCESS) {
-        log_msg(LOG_DEBUG, "pam_start failed: %s", pam_strerror(handle, status));
+        log_msg(LOG_DEBUG, "pam_start failed: %s", pam_strerror(started, status));
         return -1;
     }
-    status = run_transaction(handle, user, current, replacement);
+    pam_transaction transaction(started);
+    transaction.status = run_transaction(transaction.handle, user, current, replacement);
     conv_password = nullptr;
-    pam_end(handle, status);
-    return status == PAM_SUCCESS ? 0 : -1;
+    return transaction.status == PAM_SUCCESS ? 0 : -1;
 }
 
 // The payload is copied so it can be split in place, and the copy wiped after use. A zero byte
