@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "base/table.h"
 #include "base/xml.h"
 #include "commands/targets.h"
 #include "radio/pelk.h"
@@ -6,7 +7,6 @@
 #include "rci/reply.h"
 
 #include <array>
-#include <cstring>
 
 namespace
 {
@@ -32,9 +32,8 @@ constexpr std::array command_targets{
 
 command_target_fn find_target(const char *name)
 {
-    for (const command_target &row : command_targets)
-        if (std::strcmp(row.name, name) == 0) return row.run;
-    return forward_to_client;
+    const command_target *row = find_named(command_targets, name);
+    return row ? row->run : forward_to_client;
 }
 
 } // namespace

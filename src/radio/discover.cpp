@@ -1,5 +1,6 @@
 // discover: pages through the radio library's node list, optionally refreshing or clearing it
 // first, one device element per node.
+#include "base/table.h"
 #include "base/xml.h"
 #include "radio/attributes.h"
 #include "radio/codec.h"
@@ -60,11 +61,9 @@ int read_mode(xmlBufferPtr reply, xmlNodePtr element, page &p)
         p.mode = p.start > 1 || p.by_address ? RADIO_LIST_CURRENT : RADIO_LIST_DISCOVER;
         return 0;
     }
-    for (const list_option &row : list_options) {
-        if (std::strcmp(row.name, xml::chars(option.get())) == 0) {
-            p.mode = row.mode;
-            return 0;
-        }
+    if (const list_option *row = find_named(list_options, xml::chars(option.get()))) {
+        p.mode = row->mode;
+        return 0;
     }
     pelk_error(reply, PELK_INVALID_PARAMETER, "option");
     return -1;

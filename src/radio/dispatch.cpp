@@ -1,3 +1,4 @@
+#include "base/table.h"
 #include "base/xml.h"
 #include "radio/errors.h"
 #include "radio/pelk.h"
@@ -29,11 +30,9 @@ constexpr std::array pelk_subcommands{
 
 void run_subcommand(xmlBufferPtr reply, xmlNodePtr element)
 {
-    for (const pelk_subcommand &row : pelk_subcommands) {
-        if (xml::name_is(element, row.name)) {
-            row.handler(reply, element);
-            return;
-        }
+    if (const pelk_subcommand *row = find_named(pelk_subcommands, xml::chars(element->name))) {
+        row->handler(reply, element);
+        return;
     }
     pelk_error(reply, PELK_UNKNOWN_SUBCOMMAND, xml::chars(element->name));
 }

@@ -1,5 +1,6 @@
 // radio_command: one AT command, with an optional parameter, to the gateway's own radio or a
 // node; the radio's answer is shown in one of four formats.
+#include "base/table.h"
 #include "base/xml.h"
 #include "radio/attributes.h"
 #include "radio/codec.h"
@@ -70,11 +71,9 @@ const char *read_attributes(xmlBufferPtr reply, xmlNodePtr element, radio_reques
         r.timeout = static_cast<int32_t>(value);
     }
     if (xml::text_ptr option = attribute(element, "option")) {
-        auto at = std::ranges::find_if(radio_options, [&](const option_flags &row) {
-            return std::strcmp(row.name, xml::chars(option.get())) == 0;
-        });
-        if (at == radio_options.end()) return "option";
-        r.flags = at->flags;
+        const option_flags *row = find_named(radio_options, xml::chars(option.get()));
+        if (!row) return "option";
+        r.flags = row->flags;
     }
     return nullptr;
 }

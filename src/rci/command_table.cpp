@@ -1,8 +1,7 @@
 #include "rci/command_table.h"
 
+#include "base/table.h"
 #include "rci/commands.h"
-
-#include <cstring>
 
 namespace
 {
@@ -23,7 +22,5 @@ constexpr std::array rci_command_table{
 
 const rci_command *rci_find_command(const char *name)
 {
-    for (const rci_command &row : rci_command_table)
-        if (std::strcmp(row.name, name) == 0) return &row;
-    return nullptr;
+    return find_named(rci_command_table, name);
 }
