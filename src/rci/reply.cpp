@@ -39,12 +39,32 @@ void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint)
     xmlBufferCCat(buf, "</error>");
 }
 
+// The length of the longest start of escaped text within `limit` bytes that ends on a character
+// boundary and not inside an escape (the longest, "&amp;", has 5 characters).
+static size_t whole_prefix(const char *text, size_t length, size_t limit)
+{
+    if (length <= limit) return length;
+    size_t cut = limit;
+    while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xc0) == 0x80)
+        --cut;
+    for (size_t back = 1; back <= 4 && back <= cut; ++back) {
+        if (text[cut - back] == ';') break;
+        if (text[cut - back] == '&') return cut - back;
+    }
+    return cut;
+}
+
 void reply_error_quoted(xmlBufferPtr buf, int id, const char *desc, const char *hint)
 {
     error_head(buf, id, desc);
     if (hint) {
+        xml::buffer_ptr escaped(xmlBufferCreate());
+        if (escaped) reply_text(escaped.get(), hint);
+        const char *text = escaped ? xml::chars(xmlBufferContent(escaped.get())) : "";
+        constexpr size_t room = 255 - (sizeof "<hint></hint>" - 1);
         xmlBufferCCat(buf, "<hint>");
-        reply_text(buf, hint);
+        xmlBufferAdd(buf, xml::uchars(text),
+                     static_cast<int>(whole_prefix(text, std::strlen(text), room)));
         xmlBufferCCat(buf, "</hint>");
     }
     xmlBufferCCat(buf, "</error>");

@@ -21,8 +21,9 @@ void reply_text(xmlBufferPtr buf, const char *text);
 // Appends <error id="N"><desc>DESC</desc>[<hint>HINT</hint>]</error>, preceded by ">" when the
 // buffer is not empty and does not already end in ">".
 void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint);
-// reply_error for a hint taken from the request: written as reply_text writes it and never cut,
-// so the element stays well formed whatever the request held.
+// reply_error for a hint taken from the request or the system: written as reply_text writes it,
+// and cut, as reply_error cuts a hint, to 255 characters tags included, but only where a whole
+// character and a whole escape end, so the element stays well formed whatever the hint held.
 void reply_error_quoted(xmlBufferPtr buf, int id, const char *desc, const char *hint);
 // Appends <TAG> or <TAG name="NAME">.
 void reply_open_tag(xmlBufferPtr buf, const char *tag, const char *name);

@@ -46,26 +46,6 @@ int stream_descriptor(xmlBufferPtr reply, const char *path)
     return append_file(reply, path, 1024);
 }
 
-// The hint is written through the 255-character formatter, tags included: the path is cut, at a
-// character boundary, to what fits once escaped, so the hint keeps its end tag and the reply
-// parses whatever names the request used.
-std::string fitting_hint(const char *path)
-{
-    constexpr size_t room = 255 - (sizeof "<hint></hint>" - 1);
-    size_t used = 0, fit = 0, i = 0;
-    for (; path[i]; ++i) {
-        auto c = static_cast<unsigned char>(path[i]);
-        bool starts_character = (c & 0xc0) != 0x80;
-        if (starts_character && used > room) break;
-        if (starts_character) fit = i;
-        used += c == '&' ? 5 : c == '<' || c == '>' ? 4 : 1;
-    }
-    if (!path[i] && used <= room) fit = i;
-    xml::buffer_ptr hint(xmlBufferCreate());
-    reply_text(hint.get(), path, fit);
-    return xml::chars(xmlBufferContent(hint.get()));
-}
-
 } // namespace
 
 int query_descriptor(xmlBufferPtr reply, xmlNodePtr command, const char *)
@@ -82,7 +62,7 @@ int query_descriptor(xmlBufferPtr reply, xmlNodePtr command, const char *)
     int result = stream_descriptor(reply, file);
     if (result < 0) {
         log_msg(LOG_ERR, "Error %d reading %s\n", errno, file);
-        reply_error(reply, 2, "Descriptor not available", fitting_hint(file).c_str());
+        reply_error_quoted(reply, 2, "Descriptor not available", file);
     }
     reply_append(reply, "</query_descriptor>");
     return result;
