@@ -15,9 +15,11 @@ file_stream open_file(const char *path)
     return file_stream(std::fopen(path, "re"));
 }
 
+// Close-on-exec, so a tool that another thread starts meanwhile (the firmware check) does not
+// hold this pipe open.
 command_pipe open_command(const char *command)
 {
-    return command_pipe(popen(command, "r"));
+    return command_pipe(popen(command, "re"));
 }
 
 int close_command(command_pipe pipe)
