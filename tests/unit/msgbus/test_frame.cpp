@@ -72,11 +72,10 @@ TEST(frame_reader, refuses_lying_headers_and_holds_no_more_than_has_arrived)
         EXPECT_EQ(reader.error(), error) << frame_error_text(error);
         EXPECT_TRUE(reader.room().empty() && reader.take(out) == -1 && frames.empty());
     }
+
     wire_header largest;
     EXPECT_EQ(make_header(frame_kind::request, 0, 0, 0, most, 0, largest), 0);
-    EXPECT_EQ(check_header(largest), frame_error::none);
-    EXPECT_LT(make_header(frame_kind::request, 0, 0, 0, most, 1, largest), 0);
-    EXPECT_LT(make_header(frame_kind::request, 0, 0, 0, SIZE_MAX, 2, largest), 0);
+    EXPECT_EQ(check_header(largest), frame_error::none) << "a frame at the limit passes";
 
     // A peer that announces a large frame holds only what it sent; a large one handled is let go.
     frame_reader stalled;

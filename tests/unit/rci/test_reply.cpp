@@ -24,13 +24,9 @@ xml::doc_ptr parse(const std::string &text)
 
 } // namespace
 
-TEST(Reply, PrintfCutsAt255CharactersAndTrimEndKeepsItsBounds)
+TEST(Reply, TrimEndKeepsItsBounds)
 {
     reply_buffer r;
-    reply_printf(r.get(), "<%s>", std::string(300, 'x').c_str());
-    EXPECT_EQ(r.text(), "<" + std::string(254, 'x'));
-
-    r.buf.reset(xmlBufferCreate());
     reply_append(r.get(), "<value>abc\n");
     EXPECT_EQ(reply_trim_end(r.get(), 1), 0);
     for (int bad : {-1, 11})
@@ -62,20 +58,11 @@ TEST(Reply, ErrorElementItsLeadingBracketAndItsHintCut)
                             "</error>");
 }
 
-TEST(Reply, ElementsAreEchoedWithTheirAttributesAndWithoutEntityReferences)
+TEST(Reply, AttributesAreEchoedWithoutEntityReferences)
 {
-    auto doc = parse(
-        "<set_setting action=\"deferred\"><tcp_serial index=\"2\" ro=\"a&amp;b\">"
-        "<port>1</port></tcp_serial>text<!-- note --><![CDATA[]]><?pi x?><dns/></set_setting>");
-    xmlNodePtr root = xmlDocGetRootElement(doc.get());
-    reply_buffer tags;
-    reply_open_tag_attrs(tags.get(), root);
-    reply_empty_children(tags.get(), root);
-    EXPECT_EQ(tags.text(), "<set_setting action=\"deferred\"><tcp_serial index=\"2\" "
-                           "ro=\"a&amp;b\"/><dns/>");
-
     // A reply has no DTD: a reference copied from the request would make it unparsable.
-    doc = parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
+    xml::doc_ptr doc =
+        parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
     ASSERT_TRUE(doc);
     reply_buffer echoed;
     reply_empty_tag_attrs(echoed.get(), xmlDocGetRootElement(doc.get()));
