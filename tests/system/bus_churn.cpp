@@ -1,21 +1,19 @@
 // Many clients at once against the engine's endpoint: well-formed requests whose replies are
-// checked, and connections that misbehave (closed mid-message, garbage frames, requests left
+// checked, and connections that misbehave (closed mid-message, garbage, requests left
 // unanswered). Prints a summary; exits 1 when any well-formed request got a wrong or no reply.
 //
 //   bus_churn [CLIENTS [ROUNDS [SEED]]]     defaults: 200 clients, 40 rounds each, seed 1
+#include "frame.h"
 #include "msgbus.h"
+#include "unique_fd.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -24,34 +22,14 @@
 namespace
 {
 
-constexpr int timeout_ms = 10000;
+constexpr const char *endpoint = "vexacs";
 const std::string query = "<rci_request version=\"1.1\"><query_setting><system><timezone/></system>"
                           "</query_setting></rci_request>";
 
-struct client_closer {
-    void operator()(msgbus_client *client) const { msgbus_disconnect(client); }
-};
-using client_ptr = std::unique_ptr<msgbus_client, client_closer>;
-
-class fd_owner
-{
-  public:
-    explicit fd_owner(int fd = -1) : fd_(fd) {}
-    ~fd_owner()
-    {
-        if (fd_ >= 0) close(fd_);
-    }
-    fd_owner(const fd_owner &) = delete;
-    fd_owner &operator=(const fd_owner &) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
+using client_ptr = std::unique_ptr<msgbus_client, decltype(&msgbus_disconnect)>;
 
 struct reply {
-    int status = -1;
-    int result = 0;
+    int status = -1, result = 0;
     std::string payload;
 };
 
@@ -60,214 +38,128 @@ reply request(msgbus_client *client, int op, uint32_t tag, const std::string &pa
     reply out;
     char *text = nullptr;
     size_t length = 0;
-    out.status = msgbus_request(client, op, tag, payload.data(), payload.size(), nullptr, 0,
-                                &out.result, &text, &length, timeout_ms);
+    if (client)
+        out.status = msgbus_request(client, op, tag, payload.data(), payload.size(), nullptr, 0,
+                                    &out.result, &text, &length, 10000);
     if (text) out.payload.assign(text, length);
     std::free(text);
     return out;
 }
 
-sockaddr_un endpoint_address(const char *endpoint)
+// The bytes of one request, for connections that send it in part or never read its reply.
+std::string frame_bytes(int op, const std::string &payload)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
+    msgbus::wire_header head{};
+    msgbus::make_header(msgbus::frame_kind::request, op, 7, 0, payload.size(), 0, head);
+    return std::string(reinterpret_cast<const char *>(&head), sizeof head) + payload;
+}
+
+// Sends `bytes` on a raw connection of its own, which then closes without reading.
+bool send_raw(const std::string &bytes)
+{
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s/%s", msgbus_dir(), endpoint);
-    return address;
+    msgbus::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return connect(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
+           send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
 }
 
-// A raw socket connected to an endpoint of the current bus folder, or -1.
-int raw_connect(const char *endpoint)
-{
-    sockaddr_un address = endpoint_address(endpoint);
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// A listening socket that stands in for an endpoint, or -1.
-int raw_listen(const char *endpoint)
-{
-    sockaddr_un address = endpoint_address(endpoint);
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd >= 0 && (bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
-                    listen(fd, 1) != 0)) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// The bytes the client library sends for one request, read off a socket of our own, so the test
-// can send real frames in pieces without knowing their layout.
-std::string capture_frame(int op, const std::string &payload)
-{
-    char folder[] = "/tmp/bus-churn-XXXXXX";
-    if (!mkdtemp(folder)) return "";
-    std::string saved = msgbus_dir();
-    setenv("MSGBUS_DIR", folder, 1);
-    fd_owner listener(raw_listen("capture"));
-    client_ptr client(msgbus_connect("capture"));
-    setenv("MSGBUS_DIR", saved.c_str(), 1);
-    std::string bytes;
-    if (listener.get() >= 0 && client) {
-        fd_owner peer(accept(listener.get(), nullptr, nullptr));
-        std::thread sender([&] { request(client.get(), op, 7, payload); });
-        char chunk[4096];
-        pollfd wait{.fd = peer.get(), .events = POLLIN, .revents = 0};
-        while (poll(&wait, 1, 300) > 0) {
-            ssize_t n = read(peer.get(), chunk, sizeof chunk);
-            if (n <= 0) break;
-            bytes.append(chunk, static_cast<size_t>(n));
-        }
-        shutdown(peer.get(), SHUT_RDWR);
-        sender.join();
-    }
-    unlink((std::string(folder) + "/capture").c_str());
-    rmdir(folder);
-    return bytes;
-}
-
-struct tally {
-    std::atomic<long> checked{0};
-    std::atomic<long> wrong{0};
-    std::atomic<long> misbehaved{0};
-    std::mutex report_mutex;
-
-    void fail(int client, const char *what, const reply &got)
-    {
-        if (++wrong > 10) return;
-        std::lock_guard lock(report_mutex);
-        std::fprintf(stderr, "client %d: %s: status %d result %d payload %zu bytes\n", client, what,
-                     got.status, got.result, got.payload.size());
-    }
-};
-
-struct shared_state {
-    std::string expected_query;
-    std::string echo_frame;
-    std::string rci_frame;
-    tally counts;
+struct totals {
+    std::string expected_query, echo_frame = frame_bytes(4, std::string(200, 'e')),
+                                rci_frame = frame_bytes(0, query);
+    std::atomic<long> checked{0}, wrong{0}, misbehaved{0};
 };
 
 class churn_client
 {
   public:
-    churn_client(int id, unsigned seed, shared_state &shared)
-        : id_(id), random_(seed), shared_(shared)
+    churn_client(int id, unsigned seed, totals &counts) : id_(id), random_(seed), counts_(counts) {}
+
+    void run(int rounds)
     {
+        for (int round = 0; round < rounds; ++round) {
+            step(random_() % 8);
+            if (random_() % 8 == 0) client_.reset(); // the next request connects again
+        }
     }
-    void run(int rounds);
 
   private:
-    void check(bool ok, const char *what, const reply &got)
+    void step(unsigned kind)
     {
-        ++shared_.counts.checked;
-        if (!ok) shared_.counts.fail(id_, what, got);
+        if (!client_) client_.reset(msgbus_connect(endpoint));
+        const std::string &frame = random_() % 2 ? counts_.echo_frame : counts_.rci_frame;
+        switch (kind) {
+        case 0:
+        case 1:
+            return echo();
+        case 2:
+        case 3:
+            return rci();
+        case 4:
+            return register_name();
+        case 5:
+            return misbehave(frame.substr(0, 1 + random_() % (frame.size() - 1)));
+        case 6:
+            return misbehave(random_bytes(1 + random_() % 2048));
+        default:
+            return misbehave(counts_.rci_frame); // its reply is never read
+        }
     }
-    // The client's connection, connected again after a deliberate disconnect; nullptr (counted
-    // as a failure) when the endpoint refuses it.
-    msgbus_client *connection();
-    void echo();
-    void rci();
-    void register_name();
-    void cut_mid_message();
-    void garbage();
-    void leave_unanswered();
+
+    void rci()
+    {
+        reply got = request(client_.get(), 0, ++tag_, query);
+        check("query",
+              got.status == 0 && got.payload == counts_.expected_query &&
+                  got.result == static_cast<int>(got.payload.size()),
+              got);
+    }
+
+    void echo()
+    {
+        std::string payload = random_bytes(random_() % 400), expected = payload.substr(0, 256);
+        expected.resize(256, '\0');
+        reply got = request(client_.get(), 4, ++tag_, payload);
+        check("echo", got.status == 0 && got.result == 0 && got.payload == expected, got);
+    }
+
+    void register_name()
+    {
+        std::string name = "churn-" + std::to_string(id_) + "-" + std::to_string(++tag_) + '\0';
+        reply added = request(client_.get(), 2, tag_, name);
+        check("register", added.status == 0 && added.result == 0, added);
+        if (random_() % 2 == 0) return;
+        reply removed = request(client_.get(), 3, ++tag_, name);
+        check("unregister", removed.status == 0 && removed.result == 0, removed);
+    }
+
+    void misbehave(const std::string &bytes)
+    {
+        if (send_raw(bytes)) ++counts_.misbehaved;
+    }
+
+    std::string random_bytes(size_t count)
+    {
+        std::string bytes(count, '\0');
+        for (char &c : bytes)
+            c = static_cast<char>(random_());
+        return bytes;
+    }
+
+    void check(const char *what, bool ok, const reply &got)
+    {
+        ++counts_.checked;
+        if (!ok && ++counts_.wrong <= 10)
+            std::fprintf(stderr, "client %d: %s: status %d result %d payload %zu bytes\n", id_,
+                         what, got.status, got.result, got.payload.size());
+    }
 
     int id_;
     uint32_t tag_ = 0;
-    int names_ = 0;
     std::mt19937 random_;
-    shared_state &shared_;
-    client_ptr client_;
+    totals &counts_;
+    client_ptr client_{nullptr, msgbus_disconnect};
 };
-
-msgbus_client *churn_client::connection()
-{
-    if (!client_) client_.reset(msgbus_connect("vexacs"));
-    if (!client_) shared_.counts.fail(id_, "connect", reply{});
-    return client_.get();
-}
-
-void churn_client::echo()
-{
-    std::string payload(random_() % 400, '\0');
-    for (char &c : payload)
-        c = static_cast<char>(random_());
-    msgbus_client *client = connection();
-    if (!client) return;
-    reply got = request(client, 4, ++tag_, payload);
-    std::string expected = payload.substr(0, 256);
-    expected.resize(256, '\0');
-    check(got.status == 0 && got.result == 0 && got.payload == expected, "echo", got);
-}
-
-void churn_client::rci()
-{
-    msgbus_client *client = connection();
-    if (!client) return;
-    reply got = request(client, 0, ++tag_, query);
-    check(got.status == 0 && got.payload == shared_.expected_query &&
-              got.result == static_cast<int>(got.payload.size()),
-          "query", got);
-}
-
-void churn_client::register_name()
-{
-    std::string name = "churn-" + std::to_string(id_) + "-" + std::to_string(++names_) + '\0';
-    msgbus_client *client = connection();
-    if (!client) return;
-    reply added = request(client, 2, ++tag_, name);
-    check(added.status == 0 && added.result == 0, "register", added);
-    if (random_() % 2) {
-        reply removed = request(client, 3, ++tag_, name);
-        check(removed.status == 0 && removed.result == 0, "unregister", removed);
-    }
-}
-
-void churn_client::cut_mid_message()
-{
-    const std::string &frame = random_() % 2 ? shared_.echo_frame : shared_.rci_frame;
-    fd_owner fd(raw_connect("vexacs"));
-    size_t cut = 1 + random_() % (frame.size() - 1);
-    if (fd.get() >= 0 && write(fd.get(), frame.data(), cut) >= 0) ++shared_.counts.misbehaved;
-}
-
-void churn_client::garbage()
-{
-    std::string bytes(1 + random_() % 2048, '\0');
-    for (char &c : bytes)
-        c = static_cast<char>(random_());
-    fd_owner fd(raw_connect("vexacs"));
-    if (fd.get() >= 0 && write(fd.get(), bytes.data(), bytes.size()) >= 0)
-        ++shared_.counts.misbehaved;
-}
-
-void churn_client::leave_unanswered()
-{
-    fd_owner fd(raw_connect("vexacs"));
-    const std::string &frame = shared_.rci_frame;
-    if (fd.get() >= 0 && write(fd.get(), frame.data(), frame.size()) >= 0)
-        ++shared_.counts.misbehaved;
-}
-
-void churn_client::run(int rounds)
-{
-    using action = void (churn_client::*)();
-    static constexpr action actions[] = {
-        &churn_client::echo,          &churn_client::echo,
-        &churn_client::rci,           &churn_client::rci,
-        &churn_client::register_name, &churn_client::cut_mid_message,
-        &churn_client::garbage,       &churn_client::leave_unanswered,
-    };
-    for (int round = 0; round < rounds; ++round) {
-        (this->*actions[random_() % std::size(actions)])();
-        if (random_() % 8 == 0) client_.reset(); // disconnect; the next request connects again
-    }
-}
 
 } // namespace
 
@@ -277,30 +169,25 @@ int main(int argc, char **argv)
     int rounds = argc > 2 ? std::atoi(argv[2]) : 40;
     unsigned seed = argc > 3 ? static_cast<unsigned>(std::atoi(argv[3])) : 1;
 
-    shared_state shared;
-    shared.echo_frame = capture_frame(4, std::string(200, 'e'));
-    shared.rci_frame = capture_frame(0, query);
-    client_ptr first(msgbus_connect("vexacs"));
-    reply baseline = first ? request(first.get(), 0, 1, query) : reply{};
-    if (shared.echo_frame.size() < 2 || shared.rci_frame.size() < 2 || baseline.status != 0 ||
-        baseline.result <= 0) {
-        std::fprintf(
-            stderr, "bus_churn: cannot set up (frames %zu/%zu, query status %d result %d)\n",
-            shared.echo_frame.size(), shared.rci_frame.size(), baseline.status, baseline.result);
+    totals counts;
+    client_ptr first(msgbus_connect(endpoint), msgbus_disconnect);
+    reply baseline = request(first.get(), 0, 1, query);
+    if (baseline.status != 0 || baseline.result <= 0) {
+        std::fprintf(stderr, "bus_churn: no answer to the baseline query (status %d result %d)\n",
+                     baseline.status, baseline.result);
         return 2;
     }
-    shared.expected_query = baseline.payload;
+    counts.expected_query = baseline.payload;
 
     std::vector<std::thread> threads;
     for (int id = 0; id < clients; ++id)
-        threads.emplace_back([&shared, id, rounds, seed] {
-            churn_client(id, seed * 7919u + id, shared).run(rounds);
+        threads.emplace_back([&counts, id, rounds, seed] {
+            churn_client(id, seed * 7919u + id, counts).run(rounds);
         });
     for (std::thread &thread : threads)
         thread.join();
 
     std::printf("checked %ld replies, %ld wrong, %ld misbehaving connections\n",
-                shared.counts.checked.load(), shared.counts.wrong.load(),
-                shared.counts.misbehaved.load());
-    return shared.counts.wrong.load() == 0 && shared.counts.checked.load() > 0 ? 0 : 1;
+                counts.checked.load(), counts.wrong.load(), counts.misbehaved.load());
+    return counts.wrong.load() == 0 && counts.checked.load() > 0 ? 0 : 1;
 }

@@ -1,3 +1,4 @@
+// The frame reader's refusals and memory bounds; how it splits streams is fuzzed.
 #include "frame.h"
 #include "msgbus.h"
 
@@ -12,20 +13,23 @@ using namespace msgbus;
 namespace
 {
 
-std::string encode(frame_kind kind, int op, uint32_t tag, const std::string &part1,
-                   const std::string &part2)
+std::string bytes_of(const wire_header &head)
 {
-    wire_header head;
-    EXPECT_EQ(make_header(kind, op, tag, -7, part1.size(), part2.size(), head), 0);
-    return std::string(reinterpret_cast<const char *>(&head), sizeof head) + part1 + part2;
+    return std::string(reinterpret_cast<const char *>(&head), sizeof head);
 }
 
-// The bytes of a request header with the given first bytes and lengths (fields in wire order).
+std::string encode(int op, const std::string &part1)
+{
+    wire_header head;
+    EXPECT_EQ(make_header(frame_kind::request, op, 1, 0, part1.size(), 0, head), 0);
+    return bytes_of(head) + part1;
+}
+
+// A request header with the given first bytes and lengths.
 std::string header(uint8_t magic, uint8_t version, uint8_t kind, uint32_t total, uint32_t length1,
                    uint32_t length2)
 {
-    wire_header head{magic, version, kind, 0, 0, 1, 0, total, length1, length2};
-    return std::string(reinterpret_cast<const char *>(&head), sizeof head);
+    return bytes_of(wire_header{magic, version, kind, 0, 0, 1, 0, total, length1, length2});
 }
 
 // Feeds `bytes` in pieces of `chunk`, taking frames as they complete; -1 once refused.
@@ -48,31 +52,6 @@ int feed(frame_reader &reader, const std::string &bytes, size_t chunk, std::vect
 
 } // namespace
 
-TEST(frame_reader, splits_a_stream_into_its_frames_however_it_arrives)
-{
-    std::string big(100000, 'b');
-    big[500] = '\0';
-    std::string stream = encode(frame_kind::request, 0, 1, "<rci_request/>", "") +
-                         encode(frame_kind::reply, -2, 0xffffffffu, "", "") +
-                         encode(frame_kind::request, 1, 3, std::string("name\0", 5), big) +
-                         encode(frame_kind::reply, 6, 4, "\x02", "/config/x");
-    for (size_t chunk : {size_t{1}, size_t{7}, size_t{4096}, stream.size()}) {
-        frame_reader reader;
-        std::vector<frame> frames;
-        ASSERT_EQ(feed(reader, stream, chunk, frames), 0);
-        EXPECT_EQ(frames.size(), 4u);
-        // Encoded again, the frames give back the stream; each has a zero byte after it.
-        std::string again;
-        for (const frame &taken : frames) {
-            again += encode(static_cast<frame_kind>(taken.head.kind), taken.head.op, taken.head.tag,
-                            std::string(taken.payload(), taken.head.length1),
-                            std::string(taken.part2(), taken.head.length2));
-            EXPECT_EQ(taken.payload()[taken.length()], '\0');
-        }
-        EXPECT_EQ(again, stream) << chunk;
-    }
-}
-
 TEST(frame_reader, refuses_lying_headers_and_holds_no_more_than_has_arrived)
 {
     constexpr uint32_t empty = sizeof(wire_header), most = MSGBUS_MAX_MESSAGE - empty;
@@ -93,24 +72,22 @@ TEST(frame_reader, refuses_lying_headers_and_holds_no_more_than_has_arrived)
         EXPECT_EQ(reader.error(), error) << frame_error_text(error);
         EXPECT_TRUE(reader.room().empty() && reader.take(out) == -1 && frames.empty());
     }
+
     wire_header largest;
     EXPECT_EQ(make_header(frame_kind::request, 0, 0, 0, most, 0, largest), 0);
-    EXPECT_EQ(check_header(largest), frame_error::none);
-    EXPECT_LT(make_header(frame_kind::request, 0, 0, 0, most, 1, largest), 0);
-    EXPECT_LT(make_header(frame_kind::request, 0, 0, 0, SIZE_MAX, 2, largest), 0);
+    EXPECT_EQ(check_header(largest), frame_error::none) << "a frame at the limit passes";
 
     // A peer that announces a large frame holds only what it sent; a large one handled is let go.
     frame_reader stalled;
     std::vector<frame> frames;
-    std::string announced = encode(frame_kind::request, 0, 1, std::string(8 << 20, 'a'), "");
-    ASSERT_EQ(feed(stalled, announced.substr(0, 100), 100, frames), 0);
+    ASSERT_EQ(feed(stalled, encode(0, std::string(8 << 20, 'a')).substr(0, 100), 100, frames), 0);
     EXPECT_LT(stalled.room().size(), 64u * 1024u);
 
-    std::string stream = encode(frame_kind::request, 0, 1, std::string(2 << 20, 'L'), "") +
-                         encode(frame_kind::request, 4, 2, "ping", "");
     frame_reader reader;
-    ASSERT_EQ(feed(reader, stream, 65536, frames), 0);
+    ASSERT_EQ(feed(reader, encode(0, std::string(2 << 20, 'L')) + encode(4, "ping"), 65536, frames),
+              0);
     ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(std::string(frames[1].payload(), frames[1].length()), "ping");
     frames[0].trim();
     EXPECT_LT(frames[0].bytes.capacity(), 1024u * 1024u);
     EXPECT_LT(reader.room().size(), 1024u * 1024u);

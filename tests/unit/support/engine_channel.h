@@ -3,7 +3,6 @@
 
 #include "supervisor/channel.h"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <string>
@@ -45,10 +44,4 @@ struct engine_channel {
     }
     // Answers as the parent does: two bytes, the letter and the result.
     void answer(const char *bytes) const { (void)!write(from_parent[1], bytes, 2); }
-    // True when the engine has sent nothing (more).
-    bool quiet() const
-    {
-        pollfd pending{.fd = to_parent[0], .events = POLLIN, .revents = 0};
-        return poll(&pending, 1, 0) == 0;
-    }
 };
