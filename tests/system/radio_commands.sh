@@ -109,8 +109,6 @@ check_radio_command() {
 </pelk_network>
 EOF
     check_contains "pan_id from ID where OP is unknown" "<pan_id>0x1a2f</pan_id>" "$(zigbee '<query_state/>')"
-    check_reply "a remote node lists nothing with capability bit 2 clear" "<query_setting addr=\"$router\">"$'\n  <radio>\n  </radio>\n</query_setting>' \
-        "<query_setting addr=\"$router\"/>"
     check_reply "a bad format" "<radio_command id=\"VR\">$(error 5 'Invalid parameter' format)</radio_command>" \
         '<radio_command id="VR" format="hex"/>'
     check_reply "a string answer, escaped" '<radio_command id="NI" format="string">a&amp;b</radio_command>' \
