@@ -4,9 +4,9 @@
 // helpers are defined here, the endpoint in bus_harness.cpp.
 #pragma once
 
+#include "base/fd.h"
 #include "frame.h"
 #include "msgbus.h"
-#include "unique_fd.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -123,11 +123,11 @@ inline call_outcome call_through(msgbus_client *client, msgbus_peer target, int 
 }
 
 // Raw socket access, for clients that misbehave.
-inline msgbus::unique_fd raw_connect()
+inline unique_fd raw_connect()
 {
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     (bus_dir() + "/" + endpoint).copy(address.sun_path, sizeof address.sun_path - 1);
-    msgbus::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) fd.reset(-1);
     return fd;
 }
