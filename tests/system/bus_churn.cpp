@@ -3,6 +3,7 @@
 // unanswered). Prints a summary; exits 1 when any well-formed request got a wrong or no reply.
 //
 //   bus_churn [CLIENTS [ROUNDS [SEED]]]     defaults: 200 clients, 40 rounds each, seed 1
+#include "base/bus_endpoint.h"
 #include "msgbus.h"
 
 #include <poll.h>
@@ -187,7 +188,7 @@ class churn_client
 
 msgbus_client *churn_client::connection()
 {
-    if (!client_) client_.reset(msgbus_connect("vexacs"));
+    if (!client_) client_.reset(msgbus_connect(bus_endpoint_name));
     if (!client_) shared_.counts.fail(id_, "connect", reply{});
     return client_.get();
 }
@@ -199,9 +200,9 @@ void churn_client::echo()
         c = static_cast<char>(random_());
     msgbus_client *client = connection();
     if (!client) return;
-    reply got = request(client, 4, ++tag_, payload);
-    std::string expected = payload.substr(0, 256);
-    expected.resize(256, '\0');
+    reply got = request(client, BUS_OP_ECHO, ++tag_, payload);
+    std::string expected = payload.substr(0, bus_reply_area_size);
+    expected.resize(bus_reply_area_size, '\0');
     check(got.status == 0 && got.result == 0 && got.payload == expected, "echo", got);
 }
 
@@ -209,7 +210,7 @@ void churn_client::rci()
 {
     msgbus_client *client = connection();
     if (!client) return;
-    reply got = request(client, 0, ++tag_, query);
+    reply got = request(client, BUS_OP_RCI, ++tag_, query);
     check(got.status == 0 && got.payload == shared_.expected_query &&
               got.result == static_cast<int>(got.payload.size()),
           "query", got);
@@ -220,10 +221,10 @@ void churn_client::register_name()
     std::string name = "churn-" + std::to_string(id_) + "-" + std::to_string(++names_) + '\0';
     msgbus_client *client = connection();
     if (!client) return;
-    reply added = request(client, 2, ++tag_, name);
+    reply added = request(client, BUS_OP_REGISTER, ++tag_, name);
     check(added.status == 0 && added.result == 0, "register", added);
     if (random_() % 2) {
-        reply removed = request(client, 3, ++tag_, name);
+        reply removed = request(client, BUS_OP_UNREGISTER, ++tag_, name);
         check(removed.status == 0 && removed.result == 0, "unregister", removed);
     }
 }
@@ -231,7 +232,7 @@ void churn_client::register_name()
 void churn_client::cut_mid_message()
 {
     const std::string &frame = random_() % 2 ? shared_.echo_frame : shared_.rci_frame;
-    fd_owner fd(raw_connect("vexacs"));
+    fd_owner fd(raw_connect(bus_endpoint_name));
     size_t cut = 1 + random_() % (frame.size() - 1);
     if (fd.get() >= 0 && write(fd.get(), frame.data(), cut) >= 0) ++shared_.counts.misbehaved;
 }
@@ -241,14 +242,14 @@ void churn_client::garbage()
     std::string bytes(1 + random_() % 2048, '\0');
     for (char &c : bytes)
         c = static_cast<char>(random_());
-    fd_owner fd(raw_connect("vexacs"));
+    fd_owner fd(raw_connect(bus_endpoint_name));
     if (fd.get() >= 0 && write(fd.get(), bytes.data(), bytes.size()) >= 0)
         ++shared_.counts.misbehaved;
 }
 
 void churn_client::leave_unanswered()
 {
-    fd_owner fd(raw_connect("vexacs"));
+    fd_owner fd(raw_connect(bus_endpoint_name));
     const std::string &frame = shared_.rci_frame;
     if (fd.get() >= 0 && write(fd.get(), frame.data(), frame.size()) >= 0)
         ++shared_.counts.misbehaved;
@@ -278,10 +279,10 @@ int main(int argc, char **argv)
     unsigned seed = argc > 3 ? static_cast<unsigned>(std::atoi(argv[3])) : 1;
 
     shared_state shared;
-    shared.echo_frame = capture_frame(4, std::string(200, 'e'));
-    shared.rci_frame = capture_frame(0, query);
-    client_ptr first(msgbus_connect("vexacs"));
-    reply baseline = first ? request(first.get(), 0, 1, query) : reply{};
+    shared.echo_frame = capture_frame(BUS_OP_ECHO, std::string(200, 'e'));
+    shared.rci_frame = capture_frame(BUS_OP_RCI, query);
+    client_ptr first(msgbus_connect(bus_endpoint_name));
+    reply baseline = first ? request(first.get(), BUS_OP_RCI, 1, query) : reply{};
     if (shared.echo_frame.size() < 2 || shared.rci_frame.size() < 2 || baseline.status != 0 ||
         baseline.result <= 0) {
         std::fprintf(

@@ -13,9 +13,13 @@ echo "<rci_request/>" >"$overlay/userfs/custom/config_custom.rci"
 device_up --with "$overlay"
 
 check_accounts() {
-    check_equal "cloud identity" "uid=1000(nimbo) gid=72(cloud) groups=72(cloud)" "$(dev_exec id nimbo)"
-    check_equal "uid 1000 belongs to the cloud identity only" "nimbo" \
-        "$(dev_exec awk -F: '$3 == 1000 { print $1 }' /etc/passwd)"
+    local cloud_connector_uid cloud_connector_gid
+    . "${VEXA_BUILD:-$repo/build}/cloud_connector.sh"
+    local uid=$cloud_connector_uid gid=$cloud_connector_gid
+    check_equal "cloud identity" "uid=$uid(nimbo) gid=$gid(cloud) groups=$gid(cloud)" \
+        "$(dev_exec id nimbo)"
+    check_equal "the cloud connector's uid belongs to it only" "nimbo" \
+        "$(dev_exec awk -F: -v uid="$uid" '$3 == uid { print $1 }' /etc/passwd)"
     check_status "nimbod exists" 0 dev_exec id nimbod
     check_equal "nimbod's own group" "nimbod" "$(dev_exec id -gn nimbod)"
     check_equal "password revert copy" "$(dev_exec cat /etc/shadow)" "$(dev_exec cat /etc/.shadowbak)"

@@ -4,6 +4,7 @@
 // helpers are defined here, the endpoint in bus_harness.cpp.
 #pragma once
 
+#include "base/bus_endpoint.h"
 #include "base/fd.h"
 #include "frame.h"
 #include "msgbus.h"
@@ -26,13 +27,13 @@ namespace harness
 
 // Operations of the test endpoint.
 enum test_op : int {
-    op_register = 2, // payload: a name, recorded for registered(); result 0
-    op_echo = 4,     // reply: both parts back, result = payload length
-    op_whoami = 21,  // reply: the peer's handle
-    op_call = 22,    // payload call_order: msgbus_call another peer with "svc" and "hello";
-                     // reply: call_outcome, then the call's reply text
-    op_flood = 23,   // send a 12 MiB reply; its errno (0 when sent) is recorded in flood_errno
-    op_silent = 24,  // no reply at all
+    op_register = BUS_OP_REGISTER, // payload: a name, recorded for registered(); result 0
+    op_echo = BUS_OP_ECHO,         // reply: both parts back, result = payload length
+    op_whoami = 21,                // reply: the peer's handle
+    op_call = 22,   // payload call_order: msgbus_call another peer with "svc" and "hello";
+                    // reply: call_outcome, then the call's reply text
+    op_flood = 23,  // send a 12 MiB reply; its errno (0 when sent) is recorded in flood_errno
+    op_silent = 24, // no reply at all
 };
 
 struct call_order {
@@ -47,7 +48,7 @@ struct call_outcome {
 
 constexpr const char *endpoint = "test";
 // The same operations under the daemon's endpoint name, for the command-line client.
-constexpr const char *daemon_endpoint = "vexacs";
+constexpr const char *daemon_endpoint = bus_endpoint_name;
 
 // Starts both endpoints (once per process) in a scratch bus folder, idle period one second.
 void start();

@@ -45,10 +45,14 @@ class endpoint : public ::testing::Environment
         setenv("MSGBUS_DIR", files.dir().path().c_str(), 1);
         ASSERT_EQ(files.load(), 0);
         registry_init();
-        std::thread([] { msgbus_listen("vexacs", probe_handler, nullptr, 30, [] {}); }).detach();
-        for (int attempt = 0; attempt < 300 && !client_ptr(msgbus_connect("vexacs")); ++attempt)
+        std::thread([] {
+            msgbus_listen(bus_endpoint_name, probe_handler, nullptr, 30, [] {});
+        }).detach();
+        for (int attempt = 0; attempt < 300 && !client_ptr(msgbus_connect(bus_endpoint_name));
+             ++attempt)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        ASSERT_TRUE(client_ptr(msgbus_connect("vexacs"))) << "the endpoint does not come up";
+        ASSERT_TRUE(client_ptr(msgbus_connect(bus_endpoint_name)))
+            << "the endpoint does not come up";
     }
     // While the store exists: at exit its static owner may go before this environment does.
     void TearDown() override { config_unload(); }
@@ -65,7 +69,7 @@ struct answer {
 // One request, on `client` or on a connection of its own; result -1000 when no reply came.
 answer ask(int op, const std::string &payload, msgbus_client *client = nullptr)
 {
-    client_ptr own = client ? nullptr : client_ptr(msgbus_connect("vexacs"));
+    client_ptr own = client ? nullptr : client_ptr(msgbus_connect(bus_endpoint_name));
     answer out{.result = -1000, .payload = {}};
     char *reply = nullptr;
     size_t length = 0;
@@ -98,8 +102,8 @@ TEST(BusHandler, RciEchoAndUnknownOperations)
 
 TEST(BusHandler, NamesEndAtTheirTerminatorAndTheOwnerUnregisters)
 {
-    client_ptr owner(msgbus_connect("vexacs"));
-    client_ptr other(msgbus_connect("vexacs"));
+    client_ptr owner(msgbus_connect(bus_endpoint_name));
+    client_ptr other(msgbus_connect(bus_endpoint_name));
     EXPECT_EQ(ask(BUS_OP_REGISTER, "logger", owner.get()).result, 0)
         << "the terminator is optional";
     EXPECT_EQ(ask(BUS_OP_REGISTER, std::string("logger\0junk", 11), other.get()).result, -1)
@@ -110,7 +114,7 @@ TEST(BusHandler, NamesEndAtTheirTerminatorAndTheOwnerUnregisters)
 
 TEST(BusHandler, ForwardsToTheRegisteredClient)
 {
-    client_ptr server(msgbus_connect("vexacs"));
+    client_ptr server(msgbus_connect(bus_endpoint_name));
     ASSERT_EQ(ask(BUS_OP_REGISTER, std::string("svc\0", 4), server.get()).result, 0);
     volatile int stop = 0;
     std::thread serving([&] { msgbus_serve(server.get(), bracket, nullptr, &stop); });
