@@ -13,8 +13,7 @@ echo "<rci_request/>" >"$overlay/userfs/custom/config_custom.rci"
 device_up --with "$overlay"
 
 check_accounts() {
-    local cloud_connector_uid cloud_connector_gid
-    . "${VEXA_BUILD:-$repo/build}/cloud_connector.sh"
+    . "${VEXA_BUILD:-$repo/build}/bus_endpoint.sh"
     local uid=$cloud_connector_uid gid=$cloud_connector_gid
     check_equal "cloud identity" "uid=$uid(nimbo) gid=$gid(cloud) groups=$gid(cloud)" \
         "$(dev_exec id nimbo)"
