@@ -14,7 +14,7 @@
 #include <string>
 
 struct msgbus_client {
-    msgbus::unique_fd fd;
+    unique_fd fd;
     msgbus::inbox in;
     msgbus::frame received;
 };

@@ -4,8 +4,8 @@
 // only the C entry points turn that into -1 with errno set, through fail().
 #pragma once
 
+#include "base/fd.h"
 #include "frame.h"
-#include "unique_fd.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,9 +1,9 @@
 // Address texts, error texts, and finding the radio a call names.
 #include "network.h"
 
-#include <cctype>
+#include "base/hex.h"
+
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 using namespace pelk_sim;
@@ -17,11 +17,9 @@ bool parse_pairs(const char *text, uint8_t *out, size_t count, bool separated)
 {
     for (size_t i = 0; i < count; ++i) {
         if (separated && i > 0 && *text++ != ':') return false;
-        if (!std::isxdigit(static_cast<unsigned char>(text[0])) ||
-            !std::isxdigit(static_cast<unsigned char>(text[1])))
-            return false;
-        const char pair[3] = {text[0], text[1], 0};
-        out[i] = static_cast<uint8_t>(std::strtoul(pair, nullptr, 16));
+        int byte = hex_byte(text);
+        if (byte < 0) return false;
+        out[i] = static_cast<uint8_t>(byte);
         text += 2;
     }
     return *text == 0;

@@ -1,36 +1,30 @@
 #include "network.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
+#include "base/fd.h"
+#include "base/hex.h"
+#include "base/xml.h"
+
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 namespace pelk_sim
 {
 namespace
 {
 
-struct doc_deleter {
-    void operator()(xmlDoc *doc) const { xmlFreeDoc(doc); }
-};
-
 bool named(xmlNodePtr element, const char *name)
 {
-    return element->type == XML_ELEMENT_NODE &&
-           std::strcmp(reinterpret_cast<const char *>(element->name), name) == 0;
+    return element->type == XML_ELEMENT_NODE && xml::name_is(element, name);
 }
 
 std::string text(xmlNodePtr element, const char *name)
 {
-    xmlChar *value = xmlGetProp(element, reinterpret_cast<const xmlChar *>(name));
-    std::string out = value ? reinterpret_cast<const char *>(value) : "";
-    xmlFree(value);
-    return out;
+    xml::text_ptr value(xmlGetProp(element, xml::uchars(name)));
+    return value ? xml::chars(value.get()) : "";
 }
 
 long long number(xmlNodePtr element, const char *name)
@@ -51,8 +45,9 @@ address address_of(xmlNodePtr element, const char *name)
 bytes hex_bytes(const std::string &hex)
 {
     bytes out;
-    for (size_t i = 2; i + 1 < hex.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::strtoul(hex.substr(i, 2).c_str(), nullptr, 16)));
+    int byte;
+    for (size_t i = 2; i + 1 < hex.size() && (byte = hex_byte(&hex[i])) >= 0; i += 2)
+        out.push_back(static_cast<uint8_t>(byte));
     return out;
 }
 
@@ -70,11 +65,11 @@ bytes int_bytes(uint32_t value)
 param param_of(xmlNodePtr element)
 {
     param p;
-    if (xmlHasProp(element, reinterpret_cast<const xmlChar *>("int")))
+    if (xmlHasProp(element, xml::uchars("int")))
         p.value = int_bytes(static_cast<uint32_t>(number(element, "int")));
-    else if (xmlHasProp(element, reinterpret_cast<const xmlChar *>("hex")))
+    else if (xmlHasProp(element, xml::uchars("hex")))
         p.value = hex_bytes(text(element, "hex"));
-    else if (xmlHasProp(element, reinterpret_cast<const xmlChar *>("addr"))) {
+    else if (xmlHasProp(element, xml::uchars("addr"))) {
         address a = address_of(element, "addr");
         p.value.assign(a.begin(), a.end());
     } else {
@@ -180,8 +175,7 @@ void read_gateway(xmlNodePtr e, const std::map<long long, xmlNodePtr> &kinds, ne
 network load_network(const std::string &path)
 {
     network net;
-    std::unique_ptr<xmlDoc, doc_deleter> doc(xmlReadFile(
-        path.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+    xml::doc_ptr doc = xml::parse_file(path.c_str());
     xmlNodePtr root = doc ? xmlDocGetRootElement(doc.get()) : nullptr;
     if (!root || !named(root, "pelk_network")) return net;
     net.ext_pan_id = static_cast<uint64_t>(number(root, "ext_pan_id"));
@@ -272,17 +266,7 @@ class change_watch
         return look::unknown;
     }
 
-    struct owned_fd {
-        int fd = -1;
-        ~owned_fd() { reset(-1); }
-        int get() const { return fd; }
-        void reset(int other)
-        {
-            if (fd >= 0) close(fd);
-            fd = other;
-        }
-    };
-    owned_fd fd_;
+    unique_fd fd_;
     std::string folder_;
 };
 

@@ -1,9 +1,9 @@
 #include "sim.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include "base/fd.h"
 
-#include <cerrno>
+#include <fcntl.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -48,13 +48,8 @@ void record_call(std::string_view function, std::initializer_list<std::string_vi
         line.append(" ").append(arg);
     line += '\n';
     std::string path = run_path("calls.log");
-    int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-    if (fd < 0) return;
-    ssize_t written;
-    do {
-        written = write(fd, line.data(), line.size());
-    } while (written < 0 && errno == EINTR);
-    close(fd);
+    unique_fd fd(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    if (fd.get() >= 0) write_all(fd.get(), line.data(), line.size());
 }
 
 int call_result(std::string_view function, int usual)

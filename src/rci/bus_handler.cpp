@@ -155,7 +155,8 @@ void send_reply(const bus_message &message, uint32_t tag, const bus_reply &reply
 
 const char *request_source(const struct msgbus_credentials &credentials)
 {
-    return credentials.uid == 1000 && credentials.gid == 72 ? "nimbo" : "python";
+    bool cloud = credentials.uid == cloud_connector_uid && credentials.gid == cloud_connector_gid;
+    return cloud ? "nimbo" : "python";
 }
 
 void bus_message_handler(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload,

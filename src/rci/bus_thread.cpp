@@ -15,7 +15,7 @@ void *listen_on_bus(void *)
 {
     // msgbus_listen serves the endpoint until a fatal error; the engine then serves no more
     // requests, which the missing heartbeats make known to the watchdog.
-    int result = msgbus_listen("vexacs", bus_message_handler, nullptr, 30, listener_idle);
+    int result = msgbus_listen(bus_endpoint_name, bus_message_handler, nullptr, 30, listener_idle);
     log_msg(LOG_CRIT, "Message bus listener ended: %d\n", result);
     return nullptr;
 }

@@ -1,6 +1,6 @@
 // Round trips over the real bus against the physical floor, measured in one run:
 //   floor  a raw Unix-socket ping-pong between two processes, message sizes as the echo's frames
-//   echo   operation 4 with a 256-byte payload
+//   echo   the echo operation with a 256-byte payload
 //   query  an RCI query_setting of one setting
 // Prints p50, p99 and requests per second of each and their ratios; with --engine PID also the
 // engine's resident memory while 100,000 more requests run.
@@ -104,7 +104,8 @@ bool memory_run(msgbus_client *client, const char *engine, long at_start)
     std::printf("\nengine %s VmRSS: at start %ld KiB, before these requests %ld KiB", engine,
                 at_start, resident_kib(engine));
     for (int done = 0; done < 100000;) {
-        if (!bus_round_trip(client, 4, echo) || !bus_round_trip(client, 0, one_setting_query))
+        if (!bus_round_trip(client, BUS_OP_ECHO, echo) ||
+            !bus_round_trip(client, BUS_OP_RCI, one_setting_query))
             return false;
         done += 2;
         if (done == 20000 || done == 50000 || done == 100000)
@@ -126,7 +127,7 @@ int main(int argc, char **argv)
         else if (std::strcmp(argv[i], "--engine") == 0)
             engine = argv[i + 1];
     }
-    client_ptr client(msgbus_connect("vexacs"));
+    client_ptr client(msgbus_connect(bus_endpoint_name));
     if (!client) {
         std::perror("bus_bench: connect to vexacs");
         return 1;
@@ -141,9 +142,9 @@ int main(int argc, char **argv)
     for (int block = 0; block < blocks; ++block) {
         int share = count / blocks + (block < count % blocks ? 1 : 0);
         measure(share, floor_times, [&] { return peer.round_trip(); });
-        measure(share, echo_times, [&] { return bus_round_trip(client.get(), 4, echo); });
+        measure(share, echo_times, [&] { return bus_round_trip(client.get(), BUS_OP_ECHO, echo); });
         measure(share, query_times,
-                [&] { return bus_round_trip(client.get(), 0, one_setting_query); });
+                [&] { return bus_round_trip(client.get(), BUS_OP_RCI, one_setting_query); });
     }
     figures floor = summarise(floor_times);
     figures echoed = summarise(echo_times);

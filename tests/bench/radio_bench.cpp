@@ -4,6 +4,7 @@
 // (p50), with its share of the request. Prints figures; not a test.
 //
 //   radio_bench [--count N]      (inside the gateway: tests/bench/run_radio_bench.sh)
+#include "base/bus_endpoint.h"
 #include "base/log.h"
 #include "msgbus.h"
 #include "radio/catalogue.h"
@@ -66,8 +67,8 @@ std::function<bool()> over_bus(msgbus_client *client, std::string request, std::
         int result = 0;
         char *reply = nullptr;
         size_t length = 0;
-        int status = msgbus_request(client, 0, ++tag, request.data(), request.size(), nullptr, 0,
-                                    &result, &reply, &length, 10000);
+        int status = msgbus_request(client, BUS_OP_RCI, ++tag, request.data(), request.size(),
+                                    nullptr, 0, &result, &reply, &length, 10000);
         bool ok = status == 0 && result >= 0 && reply && std::strstr(reply, expected.c_str());
         std::free(reply);
         return ok;
@@ -112,7 +113,7 @@ int main(int argc, char **argv)
     int count = 2000;
     if (argc == 3 && std::strcmp(argv[1], "--count") == 0) count = std::max(1, std::atoi(argv[2]));
     log_set_sink(discard);
-    client_ptr client(msgbus_connect("vexacs"));
+    client_ptr client(msgbus_connect(bus_endpoint_name));
     if (!client) {
         std::perror("radio_bench: connect to vexacs");
         return 1;

@@ -2,6 +2,7 @@
 // and one RCI or echo request over a client connection.
 #pragma once
 
+#include "base/bus_endpoint.h"
 #include "msgbus.h"
 
 #include <algorithm>

@@ -144,7 +144,7 @@ void print(const options &o, std::vector<figures> &asked, std::vector<figures> &
 int main(int argc, char **argv)
 {
     options o = parse(argc, argv);
-    client_ptr client(msgbus_connect("vexacs"));
+    client_ptr client(msgbus_connect(bus_endpoint_name));
     if (!client) {
         std::perror("state_bench: connect to vexacs");
         return 1;
@@ -158,7 +158,7 @@ int main(int argc, char **argv)
             long before = &r == &o.requests[0] && o.engine ? children_ticks(o.engine) : 0;
             std::string reply;
             measure(share, r.times,
-                    [&] { return bus_round_trip(client.get(), 0, r.text, &reply); });
+                    [&] { return bus_round_trip(client.get(), BUS_OP_RCI, r.text, &reply); });
             r.reply_bytes = reply.size();
             if (&r == &o.requests[0] && o.engine) ticks += children_ticks(o.engine) - before;
         }

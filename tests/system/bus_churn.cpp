@@ -3,9 +3,10 @@
 // unanswered). Prints a summary; exits 1 when any well-formed request got a wrong or no reply.
 //
 //   bus_churn [CLIENTS [ROUNDS [SEED]]]     defaults: 200 clients, 40 rounds each, seed 1
+#include "base/bus_endpoint.h"
+#include "base/fd.h"
 #include "frame.h"
 #include "msgbus.h"
-#include "unique_fd.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -22,7 +23,7 @@
 namespace
 {
 
-constexpr const char *endpoint = "vexacs";
+constexpr const char *endpoint = bus_endpoint_name;
 const std::string query = "<rci_request version=\"1.1\"><query_setting><system><timezone/></system>"
                           "</query_setting></rci_request>";
 
@@ -59,14 +60,14 @@ bool send_raw(const std::string &bytes)
 {
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s/%s", msgbus_dir(), endpoint);
-    msgbus::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     return connect(fd.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
            send(fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) >= 0;
 }
 
 struct totals {
-    std::string expected_query, echo_frame = frame_bytes(4, std::string(200, 'e')),
-                                rci_frame = frame_bytes(0, query);
+    std::string expected_query, echo_frame = frame_bytes(BUS_OP_ECHO, std::string(200, 'e')),
+                                rci_frame = frame_bytes(BUS_OP_RCI, query);
     std::atomic<long> checked{0}, wrong{0}, misbehaved{0};
 };
 
@@ -108,7 +109,7 @@ class churn_client
 
     void rci()
     {
-        reply got = request(client_.get(), 0, ++tag_, query);
+        reply got = request(client_.get(), BUS_OP_RCI, ++tag_, query);
         check("query",
               got.status == 0 && got.payload == counts_.expected_query &&
                   got.result == static_cast<int>(got.payload.size()),
@@ -117,19 +118,20 @@ class churn_client
 
     void echo()
     {
-        std::string payload = random_bytes(random_() % 400), expected = payload.substr(0, 256);
-        expected.resize(256, '\0');
-        reply got = request(client_.get(), 4, ++tag_, payload);
+        std::string payload = random_bytes(random_() % 400),
+                    expected = payload.substr(0, bus_reply_area_size);
+        expected.resize(bus_reply_area_size, '\0');
+        reply got = request(client_.get(), BUS_OP_ECHO, ++tag_, payload);
         check("echo", got.status == 0 && got.result == 0 && got.payload == expected, got);
     }
 
     void register_name()
     {
         std::string name = "churn-" + std::to_string(id_) + "-" + std::to_string(++tag_) + '\0';
-        reply added = request(client_.get(), 2, tag_, name);
+        reply added = request(client_.get(), BUS_OP_REGISTER, tag_, name);
         check("register", added.status == 0 && added.result == 0, added);
         if (random_() % 2 == 0) return;
-        reply removed = request(client_.get(), 3, ++tag_, name);
+        reply removed = request(client_.get(), BUS_OP_UNREGISTER, ++tag_, name);
         check("unregister", removed.status == 0 && removed.result == 0, removed);
     }
 
@@ -171,7 +173,7 @@ int main(int argc, char **argv)
 
     totals counts;
     client_ptr first(msgbus_connect(endpoint), msgbus_disconnect);
-    reply baseline = request(first.get(), 0, 1, query);
+    reply baseline = request(first.get(), BUS_OP_RCI, 1, query);
     if (baseline.status != 0 || baseline.result <= 0) {
         std::fprintf(stderr, "bus_churn: no answer to the baseline query (status %d result %d)\n",
                      baseline.status, baseline.result);

@@ -11,9 +11,12 @@ echo "cell" >"$overlay/etc/vexa/sim/capabilities"
 echo "<rci_request/>" >"$overlay/userfs/custom/config_custom.rci"
 device_up --with "$overlay"
 
-check_equal "cloud identity" "uid=1000(nimbo) gid=72(cloud) groups=72(cloud)" "$(dev_exec id nimbo)"
-check_equal "uid 1000 belongs to the cloud identity only" "nimbo" \
-    "$(dev_exec awk -F: '$3 == 1000 { print $1 }' /etc/passwd)"
+. "${VEXA_BUILD:-$repo/build}/bus_endpoint.sh"
+check_equal "cloud identity" \
+    "uid=$cloud_connector_uid(nimbo) gid=$cloud_connector_gid(cloud) groups=$cloud_connector_gid(cloud)" \
+    "$(dev_exec id nimbo)"
+check_equal "the cloud connector's uid belongs to it only" "nimbo" \
+    "$(dev_exec awk -F: -v uid="$cloud_connector_uid" '$3 == uid { print $1 }' /etc/passwd)"
 check_equal "nimbod's own group" "nimbod" "$(dev_exec id -gn nimbod)"
 check_equal "password revert copy" "$(dev_exec cat /etc/shadow)" "$(dev_exec cat /etc/.shadowbak)"
 

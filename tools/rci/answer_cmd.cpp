@@ -1,6 +1,6 @@
 #include "answer_cmd.h"
 
-#include "unique_fd.h"
+#include "base/fd.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -9,8 +9,6 @@
 
 #include <array>
 #include <cerrno>
-
-using msgbus::unique_fd;
 
 namespace
 {

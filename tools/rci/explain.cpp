@@ -1,5 +1,7 @@
 #include "explain.h"
 
+#include "base/bus_endpoint.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -8,8 +10,7 @@
 namespace
 {
 
-// The daemon's result for a reply larger than the bus carries, whatever the operation.
-constexpr int result_too_large = -EMSGSIZE;
+// Stands for every operation in a row: no operation of the bus has this number.
 constexpr int any_op = -1000;
 
 // One known result: the operation it answers (any_op: every operation), the code and its words.
@@ -21,22 +22,26 @@ struct result_row {
 
 constexpr std::array result_rows{
     result_row{.op = any_op,
-               .result = result_too_large,
+               .result = BUS_RESULT_TOO_LARGE,
                .text = "the reply was larger than the bus allows"},
-    result_row{.op = 0, .result = -2, .text = "no RCI content (an empty rci_request)"},
-    result_row{.op = 0, .result = -3, .text = "the root element is not rci_request"},
-    result_row{.op = 0, .result = -4, .text = "the daemon could not create a reply buffer"},
-    result_row{.op = 0, .result = -5, .text = "not well-formed XML"},
-    result_row{.op = 2, .result = -1, .text = "the name is already registered"},
-    result_row{.op = 2, .result = -2, .text = "the daemon is out of memory"},
-    result_row{.op = 5, .result = -1, .text = "not a set_setting document with settings"},
-    result_row{.op = 6,
+    result_row{.op = BUS_OP_RCI, .result = -2, .text = "no RCI content (an empty rci_request)"},
+    result_row{.op = BUS_OP_RCI, .result = -3, .text = "the root element is not rci_request"},
+    result_row{
+        .op = BUS_OP_RCI, .result = -4, .text = "the daemon could not create a reply buffer"},
+    result_row{.op = BUS_OP_RCI, .result = -5, .text = "not well-formed XML"},
+    result_row{.op = BUS_OP_REGISTER, .result = -1, .text = "the name is already registered"},
+    result_row{.op = BUS_OP_REGISTER, .result = -2, .text = "the daemon is out of memory"},
+    result_row{.op = BUS_OP_WRITE_CONFIG,
+               .result = -1,
+               .text = "not a set_setting document with settings"},
+    result_row{.op = BUS_OP_READ_CONFIG,
                .result = -1,
                .text = "the selector is not 2 or 4, or the expression selects no element"},
 };
 
 // Operations of the endpoint that answer; any other number is refused with -1.
-constexpr std::array answered_ops{0, 2, 3, 4, 5, 6};
+constexpr std::array answered_ops{BUS_OP_RCI,  BUS_OP_REGISTER,     BUS_OP_UNREGISTER,
+                                  BUS_OP_ECHO, BUS_OP_WRITE_CONFIG, BUS_OP_READ_CONFIG};
 
 bool answered(int op)
 {
@@ -54,7 +59,7 @@ std::string explain_result(int op, int result)
     if (!answered(op) && result == -1)
         return "the daemon does not serve operation " + std::to_string(op);
     // A refused change reports the id of its set_setting error, negated, with the reply.
-    if (op == 5 && result < -1)
+    if (op == BUS_OP_WRITE_CONFIG && result < -1)
         return "the change was refused with set_setting error " + std::to_string(-result) +
                ", shown in the reply";
     return "the daemon could not carry out the request";

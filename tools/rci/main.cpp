@@ -3,6 +3,7 @@
 #include "request.h"
 #include "serve.h"
 
+#include "base/bus_endpoint.h"
 #include "msgbus.h"
 
 #include <grp.h>
@@ -17,22 +18,18 @@
 namespace
 {
 
-constexpr const char *endpoint = "vexacs";
-// The cloud connector's identity: requests from it run with the source "nimbo".
-constexpr uid_t cloud_uid = 1000;
-constexpr gid_t cloud_gid = 72;
-
 struct client_closer {
     void operator()(msgbus_client *client) const { msgbus_disconnect(client); }
 };
 
 int become_cloud_connector()
 {
-    gid_t groups[] = {cloud_gid};
-    if (setgroups(1, groups) < 0 || setresgid(cloud_gid, cloud_gid, cloud_gid) < 0 ||
-        setresuid(cloud_uid, cloud_uid, cloud_uid) < 0) {
-        std::fprintf(stderr, "rci: --cloud needs root to take uid %u, gid %u: %s\n", cloud_uid,
-                     cloud_gid, strerror(errno));
+    constexpr uid_t uid = cloud_connector_uid;
+    constexpr gid_t gid = cloud_connector_gid;
+    gid_t groups[] = {gid};
+    if (setgroups(1, groups) < 0 || setresgid(gid, gid, gid) < 0 || setresuid(uid, uid, uid) < 0) {
+        std::fprintf(stderr, "rci: --cloud needs root to take uid %u, gid %u: %s\n", uid, gid,
+                     strerror(errno));
         return 1;
     }
     return 0;
@@ -57,9 +54,9 @@ int main(int argc, char *argv[])
     std::string payload;
     if (options.mode != rci_mode::serve && build_payload(options, payload)) return 1;
     if (options.cloud && become_cloud_connector()) return 1;
-    std::unique_ptr<msgbus_client, client_closer> client(msgbus_connect(endpoint));
+    std::unique_ptr<msgbus_client, client_closer> client(msgbus_connect(bus_endpoint_name));
     if (!client) {
-        std::fprintf(stderr, "rci: cannot reach %s/%s: %s\n", msgbus_dir(), endpoint,
+        std::fprintf(stderr, "rci: cannot reach %s/%s: %s\n", msgbus_dir(), bus_endpoint_name,
                      strerror(errno));
         return 1;
     }

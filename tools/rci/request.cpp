@@ -4,6 +4,8 @@
 #include "output.h"
 #include "stats.h"
 
+#include "base/bus_endpoint.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -16,11 +18,6 @@ namespace
 {
 
 using steady = std::chrono::steady_clock;
-
-// Operations of the daemon's endpoint that this tool's modes use.
-constexpr int op_rci = 0;
-constexpr int op_write_config = 5;
-constexpr int op_read_config = 6;
 
 struct free_deleter {
     void operator()(char *text) const { std::free(text); }
@@ -36,13 +33,13 @@ int operation(const rci_options &options)
 {
     switch (options.mode) {
     case rci_mode::read:
-        return op_read_config;
+        return BUS_OP_READ_CONFIG;
     case rci_mode::write:
-        return op_write_config;
+        return BUS_OP_WRITE_CONFIG;
     case rci_mode::op:
         return options.op;
     default:
-        return op_rci;
+        return BUS_OP_RCI;
     }
 }
 

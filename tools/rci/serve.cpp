@@ -3,6 +3,8 @@
 #include "answer_cmd.h"
 #include "explain.h"
 
+#include "base/bus_endpoint.h"
+
 #include <signal.h>
 
 #include <cerrno>
@@ -15,7 +17,6 @@
 namespace
 {
 
-constexpr int op_register = 2;
 // Registering is answered at once; a daemon that does not answer within this is not serving.
 constexpr int register_timeout_ms = 10000;
 
@@ -64,15 +65,15 @@ char *answer_call(const char *name, const char *payload, size_t length, void *ar
 int register_name(msgbus_client *client, const std::string &name)
 {
     int result = -1;
-    if (msgbus_request(client, op_register, 1, name.c_str(), name.size() + 1, nullptr, 0, &result,
-                       nullptr, nullptr, register_timeout_ms) < 0) {
+    if (msgbus_request(client, BUS_OP_REGISTER, 1, name.c_str(), name.size() + 1, nullptr, 0,
+                       &result, nullptr, nullptr, register_timeout_ms) < 0) {
         std::fprintf(stderr, "rci: no reply: %s\n",
                      explain_no_reply(errno, register_timeout_ms).c_str());
         return 1;
     }
     if (result != 0) {
-        std::fprintf(stderr, "rci: %s (result %d)\n", explain_result(op_register, result).c_str(),
-                     result);
+        std::fprintf(stderr, "rci: %s (result %d)\n",
+                     explain_result(BUS_OP_REGISTER, result).c_str(), result);
         return 1;
     }
     return 0;

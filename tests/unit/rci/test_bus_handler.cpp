@@ -31,7 +31,7 @@ using client_ptr = std::unique_ptr<msgbus_client, decltype(&msgbus_disconnect)>;
 
 client_ptr connect_endpoint()
 {
-    return client_ptr(msgbus_connect("vexacs"), msgbus_disconnect);
+    return client_ptr(msgbus_connect(bus_endpoint_name), msgbus_disconnect);
 }
 
 // One endpoint for the whole test program: the listener serves until the process ends.
@@ -43,7 +43,9 @@ class endpoint : public ::testing::Environment
         setenv("MSGBUS_DIR", files.dir().path().c_str(), 1);
         ASSERT_EQ(files.load(), 0);
         registry_init();
-        std::thread([] { msgbus_listen("vexacs", probe_handler, nullptr, 30, [] {}); }).detach();
+        std::thread([] {
+            msgbus_listen(bus_endpoint_name, probe_handler, nullptr, 30, [] {});
+        }).detach();
         for (int attempt = 0; attempt < 300 && !connect_endpoint(); ++attempt)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         ASSERT_TRUE(connect_endpoint()) << "the endpoint does not come up";
