@@ -78,17 +78,18 @@ TEST_F(WriteDom, InstancesAndAccessAttributesOfTheRequest)
 TEST_F(WriteDom, RefusedRequestsChangeNothing)
 {
     const std::string before = read_file(local());
-    // A value that tries to close the description is escaped in the reply; messages without a
-    // node have no hint.
-    change_result r = change("<set_setting><tcp_serial "
-                             "index=\"2\"><port>&lt;/desc&gt;1</port></tcp_serial></set_setting>");
+    // A value that tries to close the description stays text; quotes and carriage returns reach
+    // the client as libxml2 wrote them. Messages without a node have no hint.
+    change_result r = change("<set_setting><tcp_serial index=\"2\"><port>&lt;/desc&gt;\"&#13;1"
+                             "</port></tcp_serial></set_setting>");
     EXPECT_EQ(r.result, -7);
-    EXPECT_EQ(r.reply,
-              "<set_setting>" +
-                  error('7', "Type unsignedShort doesn't allow value '&lt;/desc&gt;1'\n", "port") +
-                  error('7', "Extra element port in interleave\n") +
-                  error('7', "Element tcp_serial failed to validate content\n", "tcp_serial") +
-                  "</set_setting>");
+    EXPECT_EQ(
+        r.reply,
+        "<set_setting>" +
+            error('7', "Type unsignedShort doesn't allow value '&lt;/desc&gt;\"\r1'\n", "port") +
+            error('7', "Extra element port in interleave\n") +
+            error('7', "Element tcp_serial failed to validate content\n", "tcp_serial") +
+            "</set_setting>");
     EXPECT_EQ(log.all().size(), 3u);
 
     // Entity references would reach the saved file without their declaration.
