@@ -24,7 +24,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <sstream>
 #include <string>
 
@@ -91,20 +90,22 @@ bool inside_scratch(const char *path, bool follow)
            (real == names.resolved || below_scratch(real));
 }
 
-// A program under /bin, then options and paths below the scratch folder, with no character that
-// the shell reads as more than a word or a file pattern.
+// A program under /bin, then options (letters only) and paths below the scratch folder, with no
+// character that the shell reads as more than a word or a file pattern.
 bool scratch_command(const char *command)
 {
-    static constexpr const char *word_characters =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-* ";
-    if (std::strspn(command, word_characters) != std::strlen(command)) return false;
-    std::istringstream words(command);
+    static constexpr const char *letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    const std::string text(command);
+    if (text.find_first_not_of(std::string(letters) + "0123456789/._-* ") != std::string::npos ||
+        text.find("..") != std::string::npos)
+        return false;
+    std::istringstream words(text);
     std::string word;
     if (!(words >> word) || !word.starts_with("/bin/")) return false;
-    while (words >> word)
-        if (word[0] != '-' &&
-            (!word.starts_with(names.folder + "/") || word.find("..") != std::string::npos))
-            return false;
+    while (words >> word) {
+        bool option = word[0] == '-' && word.find_first_not_of(letters, 1) == std::string::npos;
+        if (!option && !word.starts_with(names.folder + "/")) return false;
+    }
     return true;
 }
 
