@@ -23,12 +23,14 @@ struct report_target {
     const validation_rule *rule;
 };
 
-// libxml2 quotes the offending value in its messages; escaped, a value cannot add markup to the
-// reply.
+// libxml2 quotes the offending value in its messages: written as system text, a value cannot add
+// markup to the reply, and quotes and carriage returns reach the client as libxml2 wrote them.
 void append_error(const report_target &to, const char *message, const char *hint)
 {
-    xml::text_ptr escaped(xmlEncodeSpecialChars(nullptr, xml::uchars(message)));
-    reply_error(to.errors, to.rule->invalid_id, escaped ? xml::chars(escaped.get()) : "", hint);
+    xml::buffer_ptr desc(xmlBufferCreate());
+    if (desc) reply_text(desc.get(), message);
+    reply_error(to.errors, to.rule->invalid_id,
+                desc ? xml::chars(xmlBufferContent(desc.get())) : "", hint);
 }
 
 void report(const report_target &to, const xmlNode *node, const char *message)
