@@ -44,8 +44,8 @@ int image_path(xmlNodePtr command, std::string &path)
     return 0;
 }
 
-// The image is looked at without following a link: a link would have the mode change below act
-// on a file elsewhere. A file of the wrong kind is reported with errno 0: no call failed.
+// The image is looked at without following a link, which the move would take for the image. A
+// file of the wrong kind is reported with errno 0: no call failed.
 int admit_image(const char *path)
 {
     struct stat info {
@@ -59,8 +59,16 @@ int admit_image(const char *path)
         log_msg(LOG_ERR, "!FW: Invalid file %s for update! %d", path, errno);
         return -1;
     }
-    if (chmod(path, 0660) != 0 || rename(path, firmware_paths.update_image) != 0) {
+    // Moved first, its mode set afterwards: a path outside /userfs fails the move and keeps its
+    // mode, whatever file of the engine's the request names.
+    if (rename(path, firmware_paths.update_image) != 0) {
         log_msg(LOG_ERR, "!FW: Unable to move %s for update! %d", path, errno);
+        return -1;
+    }
+    if (chmod(firmware_paths.update_image, 0660) != 0) {
+        int error = errno;
+        rename(firmware_paths.update_image, path);
+        log_msg(LOG_ERR, "!FW: Unable to move %s for update! %d", path, error);
         return -1;
     }
     int fd = open_userfs_file(firmware_paths.update_image, O_RDONLY, 0660);
