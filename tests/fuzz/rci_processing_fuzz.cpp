@@ -7,14 +7,15 @@
 //   update image, the simulated libraries' call record) lies in the scratch folder;
 // - the parent channel stays closed, so the letters of set_password, the clock, reboot, revert and
 //   regeneration go nowhere; no client is registered to forward to; log lines go nowhere;
-// - the only path a request names that the daemon changes, the firmware image's (its mode and its
-//   name), is refused unless it resolves inside the scratch folder;
+// - the only paths a request names that the daemon changes, the firmware image's (its mode and
+//   its name), are refused unless they lie in the scratch folder;
 // - the shell runs only command lines whose every path lies in the scratch folder, and the tools
 //   that state queries read are never started.
 // A request reaches the scratch folder as "/proc/self/fd/200", a descriptor of it kept there.
+#include "base/log.h"
 #include "commands/firmware.h"
+#include "config/scratch_store.h"
 #include "rci/rci.h"
-#include "scratch_store.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,19 +25,19 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
+#include <initializer_list>
+#include <regex>
 #include <string>
 
 namespace
 {
 
 constexpr int folder_fd = 200;
+const std::string folder_alias = "/proc/self/fd/" + std::to_string(folder_fd) + "/";
 // The firmware update thread may outlive the last input and the scratch store: what it reads is
 // never destroyed.
 struct scratch_names {
-    std::string folder;   // as the daemon's paths spell it
-    std::string resolved; // with every link resolved
-    std::string userfs, update_image;
+    std::string folder, userfs, update_image;
 };
 scratch_names &names = *new scratch_names;
 // libFuzzer renames its own files: changes are policed only while a request runs.
@@ -44,11 +45,13 @@ bool request_running = false;
 
 const scratch_store &set_up()
 {
+    log_set_sink([](int, const char *) {});
     static const scratch_store store("rci-processing-fuzz");
-    names = {.folder = store.folder(),
-             .resolved = std::filesystem::canonical(store.folder()),
+    names = {.folder = store.path(""),
              .userfs = store.path("userfs"),
              .update_image = store.path("userfs/update.bin")};
+    store.write("config_custom.rci", "<rci_request><set_setting><dns><primary>9.9.9.9</primary>"
+                                     "</dns></set_setting></rci_request>");
     std::filesystem::create_directories(names.userfs);
     std::filesystem::create_directories(store.path("sim"));
     setenv("VEXA_SIM_DATA", VEXA_IMAGE "/etc/vexa/sim", 1);
@@ -59,54 +62,38 @@ const scratch_store &set_up()
                       .update_image = names.update_image.c_str(),
                       .log_files = {},
                       .check_command = "/bin/true"};
-    int fd = open(store.folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int fd = open(names.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0 || dup2(fd, folder_fd) != folder_fd) std::abort();
     close(fd);
     return store;
 }
 
-std::string resolved(const std::string &path)
+// A path below the scratch folder, by its name or its descriptor: nothing the daemon or the store
+// makes there is a link, so only ".." could lead out of it.
+bool scratch_path(const std::string &path)
 {
-    std::error_code error;
-    return std::filesystem::canonical(path, error).string();
+    return (path.starts_with(names.folder) || path.starts_with(folder_alias)) &&
+           path.find("..") == std::string::npos;
 }
 
-bool below_scratch(const std::string &real)
+// A program under /bin, then options and paths below the scratch folder, with no character that
+// the shell reads as more than a word or a file pattern.
+bool scratch_command(const std::string &command)
 {
-    return real.starts_with(names.resolved + "/");
+    static const std::regex rule("/bin/[a-z]+( -[A-Za-z]+)*( (" + names.folder + "|" +
+                                 folder_alias + ")[\\w/.*-]*)*");
+    return std::regex_match(command, rule) && command.find("..") == std::string::npos;
 }
 
-// True when `path` names an entry below the scratch folder once links are resolved: its folder
-// for a call that acts on the entry itself, the whole path for one that follows a last link.
-bool inside_scratch(const char *path, bool follow)
+// While a request runs, a change of any path outside the scratch folder is refused.
+bool refused(std::initializer_list<const char *> paths)
 {
-    std::string text(path);
-    if (follow) return below_scratch(resolved(text));
-    size_t slash = text.rfind('/');
-    std::string name = text.substr(slash == std::string::npos ? 0 : slash + 1);
-    std::string folder = slash == std::string::npos ? "." : text.substr(0, slash == 0 ? 1 : slash);
-    std::string real = resolved(folder);
-    return name != "" && name != "." && name != ".." &&
-           (real == names.resolved || below_scratch(real));
-}
-
-// A program under /bin, then options (letters only) and paths below the scratch folder, with no
-// character that the shell reads as more than a word or a file pattern.
-bool scratch_command(const char *command)
-{
-    static constexpr const char *letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    const std::string text(command);
-    if (text.find_first_not_of(std::string(letters) + "0123456789/._-* ") != std::string::npos ||
-        text.find("..") != std::string::npos)
-        return false;
-    std::istringstream words(text);
-    std::string word;
-    if (!(words >> word) || !word.starts_with("/bin/")) return false;
-    while (words >> word) {
-        bool option = word[0] == '-' && word.find_first_not_of(letters, 1) == std::string::npos;
-        if (!option && !word.starts_with(names.folder + "/")) return false;
-    }
-    return true;
+    for (const char *path : paths)
+        if (request_running && !scratch_path(path)) {
+            errno = EACCES;
+            return true;
+        }
+    return false;
 }
 
 } // namespace
@@ -119,20 +106,12 @@ extern "C" FILE *__real_popen(const char *command, const char *type);
 
 extern "C" int __wrap_chmod(const char *path, mode_t mode)
 {
-    if (request_running && !inside_scratch(path, true)) {
-        errno = EACCES;
-        return -1;
-    }
-    return __real_chmod(path, mode);
+    return refused({path}) ? -1 : __real_chmod(path, mode);
 }
 
 extern "C" int __wrap_rename(const char *from, const char *to)
 {
-    if (request_running && !(inside_scratch(from, false) && inside_scratch(to, false))) {
-        errno = EACCES;
-        return -1;
-    }
-    return __real_rename(from, to);
+    return refused({from, to}) ? -1 : __real_rename(from, to);
 }
 
 // Once the scratch folder is in use, a command line outside the rule means request text or a

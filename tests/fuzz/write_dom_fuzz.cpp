@@ -1,13 +1,15 @@
 // Feeds arbitrary bytes to write_dom as a set_setting request, against a scratch copy of the
 // image's configuration and the image's grammar. The first byte picks the request source, so the
 // read-only rules of both sources are explored.
-#include "scratch_store.h"
+#include "base/log.h"
+#include "config/scratch_store.h"
 
 #include <cstdint>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
+    log_set_sink([](int, const char *) {});
     static const scratch_store store("write-dom-fuzz");
     if (size < 2) return 0;
     const char *source = (data[0] & 1) ? "nimbo" : "python";

@@ -1,19 +1,46 @@
-#include "config/local_access.h"
+#include "config/revert.h"
 #include "config/worklog.h"
-#include "test_change_fixture.h"
+#include "rci/commands.h"
+#include "scratch_store.h"
+#include "support/config_fixture.h"
+#include "support/engine_channel.h"
+#include "support/log_capture.h"
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 
 namespace
 {
 
-class WriteDom : public config_change
+// What a command handler returned and wrote.
+struct change_result {
+    int result;
+    std::string reply;
+};
+
+// The image's configuration in a scratch store, with the parent channel turned into pipes whose
+// letters the test reads back.
+class ConfigChange : public ::testing::Test
 {
   protected:
-    change_result change(const std::string &request, const char *source = "nimbo", int notify = 1)
+    ConfigChange() { EXPECT_EQ(fcntl(channel.to_parent[0], F_SETFL, O_NONBLOCK), 0); }
+
+    // What `handler(reply, root of the parsed request)` returned and wrote.
+    template <class Handler> static change_result call(const std::string &request, Handler handler)
+    {
+        xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
+        EXPECT_TRUE(doc) << request;
+        xml::buffer_ptr reply(xmlBufferCreate());
+        int result = handler(reply.get(), xmlDocGetRootElement(doc.get()));
+        return {result, xml::chars(xmlBufferContent(reply.get()))};
+    }
+    static change_result change(const std::string &request, const char *source = "nimbo",
+                                int notify = 1)
     {
         change_result r = call(request, [&](xmlBufferPtr reply, xmlNodePtr root) {
             return write_dom(reply, root, source, notify);
@@ -22,9 +49,34 @@ class WriteDom : public config_change
             << "not well-formed: " << r.reply;
         return r;
     }
-};
+    static change_result revert(const std::string &request)
+    {
+        return call(request, [](xmlBufferPtr reply, xmlNodePtr root) {
+            return set_factory_default(reply, root, "nimbo");
+        });
+    }
 
-const std::string new_dns = "<dns><primary>1.1.1.1</primary></dns></set_setting>";
+    std::string local() const { return store.path("local"); }
+    std::string worklog() const { return read_file(store.path("generate_list")); }
+    // The letters sent to the parent since the last call.
+    std::string letters()
+    {
+        std::string sent;
+        for (char c; read(channel.to_parent[0], &c, 1) == 1;)
+            sent += c;
+        return sent;
+    }
+    // The text of the one element that `xpath` selects in the current document.
+    static std::string current(const char *xpath)
+    {
+        xml::text_ptr value = config_lookup(SAVE_CURRENT, xpath);
+        return value ? xml::chars(value.get()) : "(none)";
+    }
+
+    log_capture log;
+    scratch_store store{"config-change-test"};
+    engine_channel channel;
+};
 
 std::string error(char id, const std::string &desc, const std::string &hint = "")
 {
@@ -35,7 +87,7 @@ std::string error(char id, const std::string &desc, const std::string &hint = ""
 
 } // namespace
 
-TEST_F(WriteDom, InstancesEmptyElementsAndAccessAttributesOfTheRequest)
+TEST_F(ConfigChange, InstancesEmptyElementsAndAccessAttributesOfTheRequest)
 {
     // index="1" names the first instance and ro/wo are dropped, so neither reaches the reply.
     change_result r =
@@ -48,11 +100,6 @@ TEST_F(WriteDom, InstancesEmptyElementsAndAccessAttributesOfTheRequest)
                        "name=\"wlan1\"/><system/></set_setting>");
     EXPECT_EQ(worklog(), "/config/tcp_serial[1]/port\n/config\n/config/interface[3]/mtu\n"
                          "/config/system/contact\n/config/system/location\n");
-    EXPECT_EQ(letters(), "g");
-
-    // What the store reloads from the saved file.
-    config_unload();
-    ASSERT_EQ(files.load(), 0);
     EXPECT_EQ(current("/config/tcp_serial[1]/port"), "4100");
     EXPECT_EQ(current("/config/interface[@name=\"eth0\"]/mtu"), "1500");
     EXPECT_EQ(current("/config/interface[@name=\"wlan1\"]/mtu"), "1400");
@@ -62,7 +109,7 @@ TEST_F(WriteDom, InstancesEmptyElementsAndAccessAttributesOfTheRequest)
     EXPECT_EQ(read_file(local()).find(" ro=\"x\""), std::string::npos);
 }
 
-TEST_F(WriteDom, RefusedRequestsChangeNothing)
+TEST_F(ConfigChange, RefusedRequestsChangeNothing)
 {
     const std::string before = read_file(local());
     // A value that tries to close the description stays text; quotes and carriage returns reach
@@ -79,23 +126,19 @@ TEST_F(WriteDom, RefusedRequestsChangeNothing)
             "</set_setting>");
 
     // A grammar that is missing or does not parse, no current document, one without groups.
-    auto set_dns = [&] { return change("<set_setting>" + new_dns).result; };
-    use_schema(dir().file("absent.rng"));
+    auto set_dns = [] {
+        return change("<set_setting><dns><primary>1.1.1.1</primary></dns></set_setting>").result;
+    };
+    store.use_schema(store.path("absent.rng"));
     EXPECT_EQ(set_dns(), -8);
-    use_schema(dir().write("broken.rng", "<grammar"));
+    store.use_schema(store.write("broken.rng", "<grammar"));
     EXPECT_EQ(set_dns(), -8);
-    use_schema(image_schema);
+    store.use_schema(VEXA_IMAGE "/usr/share/validation/set_setting.rng");
     xml::doc_ptr kept = config_release_current();
     EXPECT_EQ(set_dns(), -2);
     config_replace_current(xml::parse_memory("<config/>", 9));
     EXPECT_EQ(set_dns(), -4);
     config_replace_current(std::move(kept));
-    // Texts from local scripts take the same way.
-    xml::buffer_ptr reply(xmlBufferCreate());
-    EXPECT_EQ(config_parse_xmltree(reply.get(), nullptr, 5, "python"), -1);
-    const char *query = "<query_setting><dns/></query_setting>";
-    EXPECT_EQ(config_parse_xmltree(reply.get(), query, 37, "python"), -7)
-        << "only a set_setting passes the schema";
 
     EXPECT_EQ(worklog(), "");
     EXPECT_EQ(current("/config/dns/primary"), "8.8.8.8");
@@ -103,7 +146,7 @@ TEST_F(WriteDom, RefusedRequestsChangeNothing)
     EXPECT_EQ(letters(), "");
 }
 
-TEST_F(WriteDom, ReadOnlyElementsRollBackTheWholeRequest)
+TEST_F(ConfigChange, ReadOnlyElementsRollBackTheWholeRequest)
 {
     const std::string server = "<nimbo><server>elsewhere.example</server></nimbo></set_setting>";
     change_result r = change("<set_setting><system><serial_number>X</serial_number></system>"
@@ -122,7 +165,7 @@ TEST_F(WriteDom, ReadOnlyElementsRollBackTheWholeRequest)
     EXPECT_EQ(current("/config/nimbo/server"), "elsewhere.example");
 }
 
-TEST_F(WriteDom, NoticesWaitForAnImmediateChangeAndCanBeForbidden)
+TEST_F(ConfigChange, NoticesWaitForAnImmediateChangeAndCanBeForbidden)
 {
     // A deferred change is announced with the next immediate one; a failed save tells nobody.
     const struct {
@@ -142,10 +185,10 @@ TEST_F(WriteDom, NoticesWaitForAnImmediateChangeAndCanBeForbidden)
     EXPECT_EQ(current("/config/dns/primary"), "7.7.7.7") << "a failed save keeps the change";
 }
 
-TEST_F(WriteDom, WorklogIsHeldExclusivelyUntilClosed)
+TEST_F(ConfigChange, WorklogIsHeldExclusivelyUntilClosed)
 {
     worklog_lock worklog;
-    int other = open(dir().file("generate_list").c_str(), O_RDONLY);
+    int other = open(store.path("generate_list").c_str(), O_RDONLY);
     EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), -1);
     EXPECT_EQ(worklog_append_node(worklog.fd(), xmlDocGetRootElement(config_current())), 0);
     EXPECT_EQ(worklog.close(), 0);
@@ -154,22 +197,40 @@ TEST_F(WriteDom, WorklogIsHeldExclusivelyUntilClosed)
     EXPECT_EQ(this->worklog(), "/config\n");
 }
 
-TEST_F(WriteDom, GrammarAdmitsTheImagesConfigurationAndRefusesWrongValues)
+TEST_F(ConfigChange, GrammarAdmitsTheImagesConfigurationAndRefusesWrongValues)
 {
     auto validate = [](const std::string &groups) {
-        return call("<set_setting>" + groups + "</set_setting>",
-                    [](xmlBufferPtr out, xmlNodePtr root) {
-                        return validate_request(root, image_schema.c_str(), set_setting_rule, out);
-                    });
+        return call(
+            "<set_setting>" + groups + "</set_setting>", [](xmlBufferPtr out, xmlNodePtr root) {
+                return validate_request(root, current_change_paths().schema, set_setting_rule, out);
+            });
     };
-    for (const std::string &stored : {image_local, image_cfd}) {
+    for (const char *file : {"local", "cfd"}) {
+        std::string stored = scratch_store::image(file);
         std::string::size_type from = stored.find("<config>") + 8, to = stored.rfind("</config>");
         auto [result, errors] = validate(stored.substr(from, to - from));
         EXPECT_EQ(result, 0) << errors;
     }
-    for (const char *wrong :
-         {"<tcp_serial index=\"0\"/>", "<interface><dhcp>on</dhcp></interface>",
-          "<interface name=\"eth9\"><dhcp>on</dhcp></interface>",
-          "<dns><primary>8.8.8.8</primary><primary>8.8.4.4</primary></dns>", "<radio/>"})
+    // Neither a group the configuration does not hold nor an instance 0.
+    for (const char *wrong : {"<tcp_serial index=\"0\"/>", "<radio/>"})
         EXPECT_EQ(validate(wrong).result, 7) << wrong;
+}
+
+TEST_F(ConfigChange, FailedOrRefusedRevertsKeepTheConfiguration)
+{
+    EXPECT_EQ(revert("<set_factory_default action=\"revert\"/>").result, -5);
+    EXPECT_EQ(letters(), "") << "a refused revert asks nothing of the parent";
+
+    const std::string before = read_file(local());
+    ASSERT_EQ(mkdir((local() + ".new").c_str(), 0755), 0);
+    EXPECT_EQ(revert_to_factory("snmp"), -1) << "the save fails";
+    EXPECT_EQ(current("/config/wireless/ssid"), "pumphouse");
+    EXPECT_EQ(worklog(), "");
+    // Without the worklog nothing is reverted, but the rest of the request still happens.
+    std::remove(store.path("generate_list").c_str());
+    EXPECT_EQ(revert("<set_factory_default/>").reply,
+              "<set_factory_default></set_factory_default>");
+    EXPECT_EQ(current("/config/wireless/ssid"), "pumphouse");
+    EXPECT_EQ(read_file(local()), before);
+    EXPECT_EQ(letters(), "Fg");
 }
