@@ -85,26 +85,18 @@ class churn_client
     }
 
   private:
+    // Kinds 0-1 echo, 2-3 query, 4 registers a name; 5-7 misbehave: a frame cut short, garbage,
+    // or a query whose reply is never read.
     void step(unsigned kind)
     {
         if (!client_) client_.reset(msgbus_connect(endpoint));
         const std::string &frame = random_() % 2 ? counts_.echo_frame : counts_.rci_frame;
-        switch (kind) {
-        case 0:
-        case 1:
-            return echo();
-        case 2:
-        case 3:
-            return rci();
-        case 4:
-            return register_name();
-        case 5:
-            return misbehave(frame.substr(0, 1 + random_() % (frame.size() - 1)));
-        case 6:
-            return misbehave(random_bytes(1 + random_() % 2048));
-        default:
-            return misbehave(counts_.rci_frame); // its reply is never read
-        }
+        if (kind < 4) return kind < 2 ? echo() : rci();
+        if (kind == 4) return register_name();
+        std::string bytes = kind == 5   ? frame.substr(0, 1 + random_() % (frame.size() - 1))
+                            : kind == 6 ? random_bytes(1 + random_() % 2048)
+                                        : counts_.rci_frame;
+        if (send_raw(bytes)) ++counts_.misbehaved;
     }
 
     void rci()
@@ -133,11 +125,6 @@ class churn_client
         if (random_() % 2 == 0) return;
         reply removed = request(client_.get(), BUS_OP_UNREGISTER, ++tag_, name);
         check("unregister", removed.status == 0 && removed.result == 0, removed);
-    }
-
-    void misbehave(const std::string &bytes)
-    {
-        if (send_raw(bytes)) ++counts_.misbehaved;
     }
 
     std::string random_bytes(size_t count)

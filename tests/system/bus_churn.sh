@@ -35,8 +35,8 @@ check_equal "the reply the clients compare with" "$answer" "$(printf '%s' "$quer
 # descriptors come back exactly. The resident size does not: depending on which blocks the last
 # connections left where, it ends a round anywhere up to about 2.2 MiB above its floor, and comes
 # back down in later rounds. The margin of 3 MiB over about 80,000 checked requests still fails
-# for a leak of 40 bytes per request (a forgotten reply buffer adds hundreds of MiB); the unit
-# tests of the handler, run under LeakSanitizer, are the exact check.
+# for a leak of 40 bytes per request (a forgotten reply buffer adds hundreds of MiB); the request
+# path's unit tests and fuzz targets, run under LeakSanitizer, are the exact check.
 fds_before=$(settled_fd_count)
 rounds=100
 rss_before=

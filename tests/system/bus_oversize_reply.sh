@@ -13,14 +13,12 @@ request='<rci_request version="1.1">'
 for _ in $(seq 20000); do request+='<query_setting/>'; done
 request+='</rci_request>'
 
-# Long enough for the request to be processed, far shorter than a client waiting in vain.
-started=$SECONDS
+# Long enough for the request to be processed: a reply that never came would read differently.
 answer=$(printf '%s' "$request" | "$device" rci --timeout 30 - 2>&1 >/dev/null)
 status=$?
 check_equal "rci fails" 1 "$status"
 check_equal "and says why" "rci: the reply was larger than the bus allows (result -90)" "$answer"
 check_soon "one log line" 1 5 dev_log log_count_is 1
-echo "answered after $((SECONDS - started)) s"
 
 check_equal "the endpoint still serves" "<rci_reply version=\"1.1\"></rci_reply>" \
     "$(rci_reply '<rci_request version="1.1"> </rci_request>')"

@@ -14,13 +14,6 @@ state=$repo/.device/$VEXA_DEVICE
 checks_failed=0
 checks_passed=0
 
-require_root() {
-    if [ "$(id -u)" != 0 ]; then
-        echo "SKIP: $test_name needs root (namespaces and mounts)"
-        exit 77
-    fi
-}
-
 finish() {
     local status=$?
     "$device" down >/dev/null 2>&1 || true
@@ -104,11 +97,6 @@ check_soon() {
 # pid written as "*" to accept any), now or within SECONDS.
 check_log() { check_soon "log line" "$1" "${2:-5}" dev_log log_matches "$1"; }
 
-check_no_log() {
-    local pattern=$1
-    if log_matches "$pattern"; then fail "no log line" "absent: $pattern" "present"; else pass; fi
-}
-
 log_matches() {
     dev_log | grep -qxE -- "$(line_regex "$1")"
 }
@@ -154,5 +142,8 @@ daemon_serving() {
     dev_exec bash "$repo/scripts/device.d/daemon" ready "$state" 2>/dev/null
 }
 
-require_root
+if [ "$(id -u)" != 0 ]; then
+    echo "SKIP: $test_name needs root (namespaces and mounts)"
+    exit 77
+fi
 trap finish EXIT

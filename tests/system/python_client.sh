@@ -1,6 +1,6 @@
 #!/bin/bash
-# The Python module vexacs as a gateway script uses it: a script of the account "python" reads a
-# setting, changes it and reads it back, gets a request the daemon could not process as an
+# The Python module vexacs as a gateway script uses it: a script of the account "python" changes
+# a setting and reads it back, gets a request the daemon could not process as an
 # exception with its code, and serves a name that do_command reaches.
 . "$(dirname "$0")/lib.sh"
 
@@ -12,22 +12,16 @@ import threading
 import vexacs
 
 client = vexacs.Client(timeout=10)
-print(client.query_setting("tcp_serial", index=2))
 print(client.set_setting('<tcp_serial index="2"><port>2102</port></tcp_serial>'))
 print(client.query_setting("tcp_serial", 2))
-for text in ["<rci_request><query_setting>", "<rci_reply><query_setting/></rci_reply>"]:
-    try:
-        print("no exception", client.request(text))
-    except vexacs.VexacsError as error:
-        print(error.code, error)
+try:
+    print("no exception", client.request("<rci_request><query_setting>"))
+except vexacs.VexacsError as error:
+    print(error.code, error)
 try:
     client.query_setting("tcp_serial/><reboot")
 except ValueError as error:
     print(error)
-try:
-    vexacs.Client().serve("pelk", lambda payload: "")
-except vexacs.VexacsError as error:
-    print(error.code, error)
 
 server = vexacs.Client()
 seen = []
@@ -56,24 +50,19 @@ group() { printf '<rci_reply version="1.1"><query_setting><tcp_serial index="2">
 
 # Replies keep the configuration's own line breaks: compare them without.
 reply_lines=$(printf '%s\n' "${lines[@]}" | tr -d '\n' | sed 's/>  *</></g')
-check_contains "the setting as it was" "$(group '<enable>on</enable><port>2101</port><keepalive>on</keepalive>')" "$reply_lines"
 check_contains "the change" '<rci_reply version="1.1"><set_setting><tcp_serial index="2"/></set_setting></rci_reply>' "$reply_lines"
 check_contains "the setting as it is now" "$(group '<enable>on</enable><port>2102</port><keepalive>on</keepalive>')" "$reply_lines"
-check_equal "the change is stored" "<config><port>2102</port></config>" \
-    "$(dev_exec rci --read 2 '/config/tcp_serial[@index="2"]/port')"
 
 expected=$(printf '%s\n' \
     "-5 not well-formed XML (result -5)" \
-    "-3 the root element is not rci_request (result -3)" \
     "not a group name: 'tcp_serial/><reboot'" \
-    "-1 the name is already registered (result -1)" \
     "registered True")
 tail=$(printf '%s\n' "${lines[@]}" | sed -n '/^-5 /,$p')
-check_equal "refusals as exceptions with their codes" "$expected" "$(printf '%s\n' "$tail" | head -n 5)"
+check_equal "refusals as exceptions with their codes" "$expected" "$(printf '%s\n' "$tail" | head -n 3)"
 
 check_equal "do_command reaches the script" \
     '<rci_reply version="1.1"><do_command target="pyscript"><answered/></do_command></rci_reply>' \
-    "$(printf '%s\n' "$tail" | sed -n 6p)"
+    "$(printf '%s\n' "$tail" | sed -n 4p)"
 check_equal "with the command's children" "handler saw ['<x a=\"1\"/><y>text</y>']" \
-    "$(printf '%s\n' "$tail" | sed -n 7p)"
+    "$(printf '%s\n' "$tail" | sed -n 5p)"
 check_equal "stop ends serving" "serving thread ended True" "${lines[-1]}"

@@ -1,5 +1,5 @@
-// The bus as the daemon uses it, over real sockets in a scratch folder: replies and their results,
-// the idle function, calls to serving clients, and clients that stop reading.
+// The bus as the daemon uses it, over real sockets in a scratch folder: the idle function, calls
+// to serving clients, and clients that stop reading.
 #include "msgbus.h"
 
 #include <gtest/gtest.h>
@@ -21,11 +21,10 @@ namespace
 
 // Operations of the test endpoint. Each answers with the result named here.
 enum test_op : int {
-    op_echo = 4,    // the payload back; its length
-    op_whoami = 21, // no payload; the peer's handle
-    op_call = 22,   // payload "TARGET TIMEOUT_MS": msgbus_call TARGET with "svc" and "hello";
-                    // the call's reply text; its result, or -errno when it failed
-    op_flood = 23,  // a 12 MiB reply; the errno of its send (0 when sent) goes to flood_errno
+    op_echo = 4,   // the payload back; the peer's handle
+    op_call = 22,  // payload "TARGET TIMEOUT_MS": msgbus_call TARGET with "svc" and "hello";
+                   // the call's reply text; its result, or -errno when it failed
+    op_flood = 23, // a 12 MiB reply; the errno of its send (0 when sent) goes to flood_errno
 };
 
 constexpr const char *endpoint = "test";
@@ -35,8 +34,7 @@ void handle(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload,
 {
     if (op == MSGBUS_OP_PEER_REMOVED) return;
     std::string reply(static_cast<const char *>(payload), length);
-    int result = static_cast<int>(length);
-    if (op == op_whoami) result = static_cast<int>(peer);
+    int result = static_cast<int>(peer);
     if (op == op_flood) reply.assign(12u * 1024 * 1024, 'x');
     if (op == op_call) {
         msgbus_peer target = 0;
@@ -94,14 +92,13 @@ std::string ask(msgbus_client *client, int op, const std::string &payload, int *
 
 bool echo_works(msgbus_client *client)
 {
-    int result = -1;
-    return ask(client, op_echo, "still here", &result) == "still here" && result == 10;
+    return ask(client, op_echo, "still here") == "still here";
 }
 
 msgbus_peer whoami(msgbus_client *client)
 {
     int handle = 0;
-    ask(client, op_whoami, "", &handle);
+    ask(client, op_echo, "", &handle);
     return static_cast<msgbus_peer>(handle);
 }
 
@@ -125,19 +122,9 @@ char *answer_call(const char *name, const char *payload, size_t length, void *ar
 
 } // namespace
 
-TEST(bus_server, replies_carry_parts_and_result_and_idle_runs_quiet_or_busy)
+TEST(bus_server, idle_runs_quiet_or_busy)
 {
     client_ptr client = connect_client();
-    int result = 0;
-    char *reply = nullptr;
-    size_t length = 0;
-    ASSERT_EQ(msgbus_request(client.get(), op_echo, 4242, "head", 4, "tail\0x", 6, &result, &reply,
-                             &length, 2000),
-              0);
-    EXPECT_EQ(result, 10);
-    EXPECT_EQ(std::string(reply, length + 1), std::string("headtail\0x", 11)); // zero-terminated
-    std::free(reply);
-
     int before = idles.load();
     std::this_thread::sleep_for(2100ms);
     EXPECT_GE(idles.load() - before, 2);

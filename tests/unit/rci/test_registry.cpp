@@ -6,7 +6,6 @@
 #include <cstring>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 namespace
@@ -38,19 +37,14 @@ bool taken(const char *name)
 
 } // namespace
 
-TEST(Registry, OneEntryPerNameRemovedOnlyByAnExactMatchOrWithItsPeer)
+// Which client may take or drop a name is shown through the daemon (bus_registry); here the
+// list itself: exact names, and entries unlinked at its head, middle and tail.
+TEST(Registry, NamesCompareExactlyAndAPeersEntriesGoWithIt)
 {
     registry_init();
     EXPECT_EQ(registry_add("logger", answer, 1), REGISTRY_ADDED);
-    EXPECT_EQ(registry_add("logger", vanish, 2), REGISTRY_TAKEN);
-    EXPECT_EQ(registry_add("Logger", answer, 2), REGISTRY_ADDED) << "names compare exactly";
-    for (auto [name, forward, peer] :
-         {std::tuple{"logger", &answer, 2u}, {"logger", vanish, 1u}, {"logge", answer, 1u}}) {
-        EXPECT_EQ(registry_remove(name, forward, peer), 0);
-        EXPECT_TRUE(taken("logger")) << name << " " << peer;
-    }
-    registry_remove("logger", answer, 1);
-    EXPECT_FALSE(taken("logger"));
+    EXPECT_EQ(registry_add("Logger", answer, 2), REGISTRY_ADDED);
+    EXPECT_TRUE(taken("logger") && taken("Logger"));
 
     // Interleaved so that head, middle and tail entries are unlinked.
     registry_init();

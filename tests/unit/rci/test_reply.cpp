@@ -24,20 +24,6 @@ xml::doc_ptr parse(const std::string &text)
 
 } // namespace
 
-TEST(Reply, TrimEndKeepsItsBounds)
-{
-    reply_buffer r;
-    reply_append(r.get(), "<value>abc\n");
-    EXPECT_EQ(reply_trim_end(r.get(), 1), 0);
-    for (int bad : {-1, 11})
-        EXPECT_EQ(reply_trim_end(r.get(), bad), -1) << bad;
-    EXPECT_EQ(reply_trim_end(nullptr, 0), -1);
-    EXPECT_EQ(r.text(), "<value>abc");
-    EXPECT_EQ(reply_trim_end(r.get(), 10), 0);
-    reply_append(r.get(), "x");
-    EXPECT_EQ(r.text(), "x") << "a buffer trimmed to nothing takes new text";
-}
-
 TEST(Reply, ErrorElementItsLeadingBracketAndItsHintCut)
 {
     for (auto [before, hint, expected] : {

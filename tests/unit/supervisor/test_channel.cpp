@@ -6,16 +6,14 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <map>
 #include <string>
 #include <thread>
 
-namespace
-{
+using namespace std::chrono_literals;
 
 constexpr int rounds = 400;
-
-} // namespace
 
 TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
 {
@@ -73,19 +71,16 @@ TEST(Channel, SendingNeverWaitsForAnOpenExchange)
     });
     EXPECT_EQ(channel.read_message(), "u");
     const char date[] = "u2024-05-01 10:20:30";
-    std::atomic<bool> sent{false};
-    std::thread sender([&] {
+    auto sending = std::async(std::launch::async, [&] {
         parent_send(LETTER_GENERATE);
         parent_send_data(LETTER_DATE, sizeof date - 1, date);
-        sent = true;
     });
-    for (int i = 0; i < 50 && !sent; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_TRUE(sent) << "the senders waited for the open exchange";
+    EXPECT_EQ(sending.wait_for(500ms), std::future_status::ready)
+        << "the senders waited for the open exchange";
     EXPECT_FALSE(answered);
     channel.answer("u1");
-    sender.join();
     apply.join();
+    sending.wait();
     EXPECT_EQ(channel.read_message(), "g");
     EXPECT_EQ(channel.read_message(), std::string("d") + date);
     EXPECT_TRUE(answered);

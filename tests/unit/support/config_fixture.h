@@ -39,10 +39,8 @@ class config_files
   public:
     config_files(const std::string &local, const std::string &defaults)
     {
-        if (!local.empty())
-            local_ = dir_.write("local", local);
-        else
-            local_ = dir_.file("local");
+        // An empty text leaves the file missing.
+        local_ = local.empty() ? dir_.file("local") : dir_.write("local", local);
         defaults_ = dir_.write("cfd", defaults);
         worklog_ = dir_.write("generate_list", "");
     }

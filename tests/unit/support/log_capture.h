@@ -3,39 +3,27 @@
 
 #include "base/log.h"
 
+#include <set>
 #include <string>
-#include <vector>
-
-struct log_line {
-    int priority;
-    std::string text;
-};
+#include <utility>
 
 class log_capture
 {
   public:
     log_capture()
     {
-        lines().clear();
-        log_set_sink(&record);
+        lines.clear();
+        log_set_sink([](int priority, const char *text) { lines.emplace(priority, text); });
     }
     ~log_capture() { log_set_sink(nullptr); }
     log_capture(const log_capture &) = delete;
     log_capture &operator=(const log_capture &) = delete;
 
-    const std::vector<log_line> &all() const { return lines(); }
     bool has(int priority, const std::string &text) const
     {
-        for (const log_line &line : lines())
-            if (line.priority == priority && line.text == text) return true;
-        return false;
+        return lines.contains({priority, text});
     }
 
   private:
-    static std::vector<log_line> &lines()
-    {
-        static std::vector<log_line> store;
-        return store;
-    }
-    static void record(int priority, const char *text) { lines().push_back({priority, text}); }
+    static inline std::set<std::pair<int, std::string>> lines;
 };
