@@ -82,12 +82,6 @@ TEST_F(Subcommands, EachLibraryFailureEndsItsSubcommandWithAnError)
     EXPECT_EQ(radio_reply("<set_factory_default/>"),
               "<set_factory_default>" + error(7, "Command error", "pelk command missing") +
                   "</set_factory_default>");
-
-    net.fail("radio_get_gateway_info", -5);
-    xml::doc_ptr doc = xml::parse_memory("<zigbee_state/>", 15);
-    xml::buffer_ptr reply(xmlBufferCreate());
-    EXPECT_EQ(zigbee_state(reply.get(), xmlDocGetRootElement(doc.get()), STATE_QUERY, {}), -1);
-    EXPECT_EQ(xmlBufferLength(reply.get()), 0) << "a group that cannot be read leaves no trace";
 }
 
 TEST_F(Subcommands, OddRadioAnswersAreShownEscapedAndTheWalkGoesOn)
