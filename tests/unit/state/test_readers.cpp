@@ -43,7 +43,7 @@ class ProcReaders : public ::testing::Test
     }
 
     scratch_dir dir;
-    log_capture log;
+    log_capture log; // keeps the reader's complaints off the host's log
 };
 
 } // namespace
@@ -83,10 +83,8 @@ TEST_F(ProcReaders, CpuLoadIsTheShareOfBusyJiffiesSinceTheLastGoodReading)
     EXPECT_EQ(load_after("cpu  100 0 100 700 100 0 0"), 30) << "the first reading: since boot";
     EXPECT_EQ(load_after("cpu  102 0 100 701 100 0 0"), 67) << "2 of 3 busy, rounded";
     EXPECT_EQ(load_after("cpu  102 0 100 701 100 0 0"), 100) << "no time passed: one jiffy";
-    EXPECT_TRUE(log.has(LOG_NOTICE, "CPU load is 2/3 = 67%\n"));
     EXPECT_EQ(load("cpu  1 2 3\n"), -1);
     EXPECT_EQ(load("cpu0 1 2 3 4 5 6 7\n"), -1);
-    EXPECT_TRUE(log.has(LOG_CRIT, "getcpuload: Didn't find cpu info.\n"));
     // Only the start of a line counts: a long line whose second piece starts "cpu " is not it.
     EXPECT_EQ(load("intr " + std::string(250, '1') + "cpu  9 9 9 9 9 9 9\n"), -1);
     EXPECT_EQ(load_after("cpu  112 0 115 776 100 0 0"), 25) << "measured from the last good one";
