@@ -42,8 +42,6 @@ check_equal "an unregistered name; the other commands of the request still run" 
 check_equal "no target" \
     "$(wrapped '<do_command><error id="1"><desc>Target missing</desc><hint>target</hint></error></do_command>')" \
     "$(reply_of '<do_command><x/></do_command>')"
-check_equal "Update is not the update target" "$(wrapped "$(not_registered Update)")" \
-    "$(reply_of '<do_command target="Update" firmware="system">/userfs/x</do_command>')"
 
 # --- a built-in name never reaches a client, even one that registered it ---
 serve set_password --answer '<claimed/>'
