@@ -1,6 +1,7 @@
 // Feeds arbitrary bytes to the radio subcommand dispatcher as the content of a do_command
-// element, against the image's simulated radio network. Every reply must be well formed, and the
-// only command line that may reach the shell is the factory tool's with an address text or none.
+// element, against the image's simulated radio network. Every reply must be well formed, hints cut
+// from long escaped text included, and the only command line that may reach the shell is the
+// factory tool's with an address text or none.
 #include "base/log.h"
 #include "base/xml.h"
 #include "radio/pelk.h"
@@ -18,15 +19,17 @@ void discard(int, const char *) {}
 
 } // namespace
 
-// Every command line the dispatcher starts comes here (linked with --wrap for open_command).
-// Nothing is started: the tool is reported as missing.
+// Every command line the dispatcher starts comes here (linked with --wrap for open_command). In
+// the tool's place a shell prints a complaint whose escaped form is cut inside an entity in a hint.
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+extern "C" command_pipe __real__Z12open_commandPKc(const char *command);
 extern "C" command_pipe __wrap__Z12open_commandPKc(const char *command)
 {
     static const std::regex factory_tool(
         "/usr/bin/pelk factory_default '([0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){7})?'");
     if (!std::regex_match(command, factory_tool)) std::abort();
-    return nullptr;
+    static const std::string complaint = "printf 'x" + std::string(60, '&') + "'";
+    return __real__Z12open_commandPKc(complaint.c_str());
 }
 
 // The stand-in keeps its call record and reads its results under VEXA_SIM_DIR: a folder that
