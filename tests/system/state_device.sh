@@ -14,7 +14,6 @@ value() { printf '%s' "$2" | dev_exec xmllint --xpath "string($1)" - 2>/dev/null
 eth0_id=00000000-00000000-020000ff-ff000001
 wlan0_id=00000000-00000000-020000ff-ff000002
 caps=/etc/vexa/sim/capabilities
-drop_capabilities() { for c; do dev_exec sed -i "/^$c\\(=.*\\)\\{0,1\\}\$/d" "$caps"; done; }
 temperature=/sys/devices/platform/mx28-hwmon.0/temp0_input
 
 check_values() {
@@ -33,14 +32,11 @@ check_values() {
 check_faults() {
     local reply
     dev_exec cp $caps /tmp/caps
-    drop_capabilities pyas svch ethernet
+    dev_exec sed -i -e '/^pyas$/d' -e '/^svch$/d' -e '/^ethernet$/d' $caps
     reply=$(state '')
     if [[ $reply != *"<python_info>"* && $reply != *"<servicehours>"* ]]; then pass; else
         fail "a capability switched off takes its group or field along" "" "$reply"; fi
     check_equal "without ethernet the id comes from wlan0" "$wlan0_id" "$(value //deviceid "$reply")"
-    drop_capabilities wifi name
-    check_equal "without ethernet, wifi and name" "$(wrap '<query_state><device_info><deviceid></deviceid><model></model></device_info></query_state>')" \
-        "$(state '<device_info><deviceid/><model/></device_info>')"
     dev_exec cp /tmp/caps $caps
     dev_exec mv /etc/version /usr/sbin/boardenv /usr/bin/python /tmp/
     dev_exec rm $temperature /userfs/system/service_hours
@@ -73,9 +69,7 @@ check_set_state() {
     check_equal "set the clock in UTC" "$(wrap '<set_state><device_stats/></set_state>')" "$(set_clock 2024-05-01T10:20:30+0000)"
     check_call "/bin/date -u -s 2024-05-01 10:20:30"
     check_equal "an offset other than zero" "$(set_error 3 "Unknown error")" "$(set_clock 2024-05-01T10:20:30+0200)"
-    check_equal "no time" "$(set_error 1 "Value missing")" "$(set_clock '')"
     check_equal "uptime" "$(set_error 4 "Not settable")" "$(request '<set_state><device_stats><uptime>5</uptime></device_stats></set_state>')"
-    check_equal "no field" "$(set_error 2 "Unable to update state")" "$(request '<set_state><device_stats> </device_stats></set_state>')"
     check_contains "a quote is refused by the schema, then reported" \
         '</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state>' \
         "$(set_clock "2024-05-01T1';/sbin/reboot;'")"
@@ -83,7 +77,6 @@ check_set_state() {
     check_equal "missing schema: 6, then 3; and the next command runs" \
         "$(wrap '<set_state><error id="6"><desc>Set state validation file not found</desc><hint>set_state</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state><query_state><device_stats><firmwarestate>running</firmwarestate></device_stats></query_state>')" \
         "$(request '<set_state><device_stats><xmldatetime>2024-05-01T10:20:30+0000</xmldatetime></device_stats></set_state><query_state><device_stats><firmwarestate/></device_stats></query_state>')"
-    dev_exec mv /tmp/set_state.rng /usr/share/validation/
 }
 
 folder=/usr/share/descriptors
@@ -120,4 +113,3 @@ check_faults
 check_markup
 check_set_state
 check_descriptors
-device_down

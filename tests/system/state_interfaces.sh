@@ -42,10 +42,6 @@ check_dns_fallbacks() {
 }
 
 check_missing_tools_and_files() {
-    dev_exec sh -c 'echo 1 >/var/run/sim/exit/iwconfig'
-    check_equal "a Wi-Fi tool that fails still has its output used" \
-        "$(wrap '<interface_info name="wlan0"><wlan_rate>144 Mb/s</wlan_rate></interface_info>')" \
-        "$(query '<interface_info name="wlan0"><wlan_rate/></interface_info>')"
     { printf 'key_mgmt=<&>\001\377\n'; head -c 100000 /dev/zero | tr '\0' '\377'; } |
         dev_exec sh -c 'cat >/var/run/sim/out/wlan_status_tool'
     dev_exec rm /usr/sbin/iwconfig /etc/network/interfaces /var/run/gpio/ac_pwr_off/value
