@@ -9,7 +9,7 @@
 
 #include <array>
 #include <cstdlib>
-#include <string>
+#include <cstring>
 
 namespace
 {
@@ -37,49 +37,33 @@ constexpr std::array rows{
 };
 const state_table table{rows};
 
-class Walker : public ::testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        dir.write("capabilities", "wifi\n");
-        setenv("VEXA_SIM_DATA", dir.path().c_str(), 1);
-    }
-    void TearDown() override { unsetenv("VEXA_SIM_DATA"); }
-
-    // The walker's output for the query element `text`, and its result.
-    std::string walk(const std::string &text, int *result = nullptr)
-    {
-        xml::doc_ptr doc = xml::parse_memory(text.data(), static_cast<int>(text.size()));
-        xml::buffer_ptr reply(xmlBufferCreate());
-        int r = render_state_table(reply.get(), xmlDocGetRootElement(doc.get()), STATE_QUERY,
-                                   {.table = &table});
-        if (result) *result = r;
-        return xml::chars(xmlBufferContent(reply.get()));
-    }
-
-    scratch_dir dir;
-};
-
 } // namespace
 
-TEST_F(Walker, AnEmptyElementSelectsEveryRowWhoseCapabilityExists)
+TEST(Walker, RequestElementsSelectRowsInTheirOrderAndCapabilitiesTheProductHas)
 {
-    int result = -1;
-    EXPECT_EQ(walk("<q/>", &result), "<a>a1@q</a><if name=\"eth0\">eth@q</if>"
-                                     "<if name=\"wlan0\">wl@q</if>own@q");
-    EXPECT_EQ(result, 7) << "the last provider's result";
-}
-
-TEST_F(Walker, ChildElementsSelectRowsInRequestOrder)
-{
-    EXPECT_EQ(walk("<q><own/><a/><a/></q>"), "own@own<a>a1@a</a><a>a1@a</a>");
-    EXPECT_EQ(walk("<q><if/></q>"), "<if name=\"eth0\">eth@if</if><if name=\"wlan0\">wl@if</if>");
-    EXPECT_EQ(walk("<q><if name=\"wlan0\" index=\"3\"/></q>"), "<if name=\"wlan0\">wl@if</if>");
-    int result = 0;
-    for (const char *none :
-         {"<q><if name=\"eth1\"/></q>", "<q> </q>", "<q><!--a--><nosuch/><gone/><A/></q>"}) {
-        EXPECT_EQ(walk(none, &result), "") << none;
-        EXPECT_EQ(result, -1) << none;
+    scratch_dir dir;
+    dir.write("capabilities", "wifi\n");
+    setenv("VEXA_SIM_DATA", dir.path().c_str(), 1);
+    const struct {
+        const char *request, *shown;
+        int result; // the last provider's, or -1 when no row matched
+    } walks[] = {
+        {"<q/>", "<a>a1@q</a><if name=\"eth0\">eth@q</if><if name=\"wlan0\">wl@q</if>own@q", 7},
+        {"<q><own/><a/><a/></q>", "own@own<a>a1@a</a><a>a1@a</a>", 0},
+        {"<q><if/></q>", "<if name=\"eth0\">eth@if</if><if name=\"wlan0\">wl@if</if>", 0},
+        {"<q><if name=\"wlan0\" index=\"3\"/></q>", "<if name=\"wlan0\">wl@if</if>", 0},
+        {"<q><if name=\"eth1\"/></q>", "", -1},
+        {"<q> </q>", "", -1},
+        {"<q><!--a--><nosuch/><gone/><A/></q>", "", -1},
+    };
+    for (const auto &w : walks) {
+        xml::doc_ptr doc = xml::parse_memory(w.request, static_cast<int>(std::strlen(w.request)));
+        xml::buffer_ptr reply(xmlBufferCreate());
+        EXPECT_EQ(render_state_table(reply.get(), xmlDocGetRootElement(doc.get()), STATE_QUERY,
+                                     {.table = &table}),
+                  w.result)
+            << w.request;
+        EXPECT_STREQ(xml::chars(xmlBufferContent(reply.get())), w.shown) << w.request;
     }
+    unsetenv("VEXA_SIM_DATA");
 }
