@@ -24,10 +24,8 @@ count() { grep -o -- "$1" <<<"$2" | wc -l; }
 describe() { dev_exec sh -c 'cat >/etc/vexa/sim/pelk.new && mv /etc/vexa/sim/pelk.new /etc/vexa/sim/pelk.xml'; }
 
 check_listings() {
-    local listing
-    listing=$(zigbee '<query_setting/>')
-    check_equal "the gateway radio's settings: one line for each field its kind has" 22 "$(count '^    <' "$listing")"
-    check_contains "in their formats" $'<encrypt_options>0x0</encrypt_options>\n    <ext_pan_id>0x0000000000001a2f</ext_pan_id>\n    <initial_pan_id>0xffff</initial_pan_id>\n    <join_time>255</join_time>' "$listing"
+    check_equal "the gateway radio's settings: one line for each field its kind has" 22 \
+        "$(count '^    <' "$(zigbee '<query_setting/>')")"
     check_contains "a remote node's state" $'<rssi>52</rssi>\n    <supply_voltage>3164</supply_voltage>\n  </radio>\n</query_state>' \
         "$(zigbee "<query_state addr=\"$meter\"/>")"
     check_reply "an unknown subcommand, an unknown group" "$(error 1 'Unknown subcommand' bogus)<set_setting>$(error 2 'Settings group unknown' serial)</set_setting>" \

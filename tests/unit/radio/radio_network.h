@@ -6,8 +6,6 @@
 #include "radio/pelk.h"
 #include "support/config_fixture.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
