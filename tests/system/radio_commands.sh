@@ -73,7 +73,7 @@ check_lqi() {
     zigbee '<discover/>' >/dev/null
     local table
     table=$(zigbee "<get_lqi addr=\"$router\"/>")
-    check_equal "each of 25 neighbours once, over three exchanges" 25 "$(count '<neighbor index=' "$table")"
+    check_equal "each of the 25 neighbours once, across the pages of the table" 25 "$(count '<neighbor index=' "$table")"
     check_contains "indices from 1, codes decoded" "<device index=\"1\"><ext_addr>$router</ext_addr><neighbor index=\"1\"><ext_pan_id>0x0013a20000001a2f</ext_pan_id><ext_addr>$(node 2)</ext_addr><net_addr>0x100e</net_addr><relation>sibling</relation><rx_idle>on</rx_idle><type>router</type><permit_join>yes</permit_join><depth>1</depth><lqi>183</lqi></neighbor>" "$table"
     dev_exec sed -i 's|<param cmd="NI" text="Router Pump|<fail cmd="ZDO" code="-62"/>&|' /etc/vexa/sim/pelk.xml
     zigbee '<discover/>' >/dev/null

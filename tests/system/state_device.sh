@@ -1,7 +1,7 @@
 #!/bin/bash
 # The device's own state in the gateway: device_info and device_stats against what the gateway's
-# setup and image hold, capabilities switched off and files and tools taken away while the daemon runs,
-# system text with markup in it, setting the clock with set_state, and query_descriptor.
+# setup and image hold, capabilities switched off and files and tools taken away while the daemon
+# runs, system text with markup in it, setting the clock with set_state, and query_descriptor.
 . "$(dirname "$0")/lib.sh"
 
 request() { printf '%s' "<rci_request>$1</rci_request>" | dev_exec rci - 2>/dev/null; }
