@@ -32,7 +32,7 @@ check_listings() {
         '<bogus/><set_setting><serial/></set_setting>'
 }
 
-# check_set WHAT ADDR-ATTRIBUTE FIELDS ANSWER: set_setting of FIELDS in the radio group answers ANSWER.
+# check_set WHAT ADDR-ATTRIBUTE FIELDS ANSWER: set_setting of radio FIELDS answers ANSWER.
 check_set() { check_reply "$1" "<set_setting$2><radio>$4</radio></set_setting>" "<set_setting$2><radio>$3</radio></set_setting>"; }
 
 check_set_setting() {
