@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -34,6 +35,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     require(mkdtemp(sim_dir) != nullptr);
     setenv("VEXA_SIM_DIR", sim_dir, 1);
     calls_log = std::string(sim_dir) + "/calls.log";
+    std::atexit([] { std::filesystem::remove_all(sim_dir); });
     return 0;
 }
 
