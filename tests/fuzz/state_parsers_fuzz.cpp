@@ -15,15 +15,11 @@ namespace
 
 std::string_view input;
 
-void require(bool condition)
-{
-    if (!condition) std::abort();
-}
-
 void require_inside(std::optional<std::string_view> value)
 {
-    require(!value || (value->data() >= input.data() &&
-                       value->data() + value->size() <= input.data() + input.size()));
+    if (value && (value->data() < input.data() ||
+                  value->data() + value->size() > input.data() + input.size()))
+        std::abort();
 }
 
 void require_well_formed(void (*write)(xmlBufferPtr, std::string_view))
@@ -32,8 +28,8 @@ void require_well_formed(void (*write)(xmlBufferPtr, std::string_view))
     xmlBufferCCat(reply.get(), "<r>");
     write(reply.get(), input);
     xmlBufferCCat(reply.get(), "</r>");
-    require(xml::parse_memory(xml::chars(xmlBufferContent(reply.get())),
-                              xmlBufferLength(reply.get())) != nullptr);
+    if (!xml::parse_memory(xml::chars(xmlBufferContent(reply.get())), xmlBufferLength(reply.get())))
+        std::abort();
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #!/bin/bash
 # The device's own state in the gateway: device_info and device_stats against what the gateway's
-# system shows, capabilities switched off and files and tools taken away while the daemon runs,
-# system text with markup in it, setting the clock with set_state, and query_descriptor.
+# setup and image hold, capabilities switched off and files and tools taken away while the daemon
+# runs, system text with markup in it, setting the clock with set_state, and query_descriptor.
 . "$(dirname "$0")/lib.sh"
 
 request() { printf '%s' "<rci_request>$1</rci_request>" | dev_exec rci - 2>/dev/null; }
@@ -9,46 +9,34 @@ wrap() { printf '<rci_reply version="1.1">%s</rci_reply>' "$1"; }
 state() { request "<query_state>$1</query_state>"; }
 # value XPATH REPLY: the text the expression selects in the reply, entities decoded.
 value() { printf '%s' "$2" | dev_exec xmllint --xpath "string($1)" - 2>/dev/null; }
-check_parses() {
-    if printf '%s' "$2" | dev_exec xmllint --noout - 2>/dev/null; then pass; else fail "$1 parses" "" "$2"; fi
-}
-# key FILE KEY: the value of KEY=VALUE or KEY="VALUE" in a file of the gateway.
-key() { dev_exec sed -n "s/^$2=\"\\{0,1\\}\\([^\"]*\\)\"\\{0,1\\}\$/\\1/p" "$1"; }
-# The device id of a MAC address: eight zero bytes, its first three bytes, ff ff, its last three.
-device_id() {
-    local m
-    IFS=: read -r -a m <<<"$(dev_exec cat "/sys/class/net/$1/address")"
-    printf '00000000-00000000-%s%s%sff-ff%s%s%s' "${m[@]}"
-}
+# The device id of the gateway's eth0 and wlan0: eight zero bytes, the MAC's first three bytes,
+# ff ff, its last three.
+eth0_id=00000000-00000000-020000ff-ff000001
+wlan0_id=00000000-00000000-020000ff-ff000002
 caps=/etc/vexa/sim/capabilities
-drop_capabilities() { for c; do dev_exec sed -i "/^$c\\(=.*\\)\\{0,1\\}\$/d" "$caps"; done; }
 temperature=/sys/devices/platform/mx28-hwmon.0/temp0_input
 
 check_values() {
-    local python reply
-    python=$(dev_exec sh -c 'python -V 2>&1')
-    check_equal "device_info shows the gateway" "$(wrap "<query_state><device_info><deviceid>$(device_id eth0)</deviceid><hostname>$(dev_exec hostname)</hostname><productid>$(key /usr/lib/vexa-sim/out/boardenv product_id)</productid><model>$(key $caps name)</model><firmware>$(key /etc/version PRODUCT_BUILDSTRING)</firmware><firmwareversion>$(key /etc/version PRODUCT_VERSION)</firmwareversion><pythonversion>${python#Python }</pythonversion></device_info></query_state>")" \
+    local reply
+    check_equal "device_info shows the gateway's interfaces, files and tools" "$(wrap "<query_state><device_info><deviceid>$eth0_id</deviceid><hostname>gateway</hostname><productid>VX-GW-410</productid><model>Vexa Gateway</model><firmware>vexa-gw 3.2.1.7 2024-04-18 release</firmware><firmwareversion>3.2.1.7</firmwareversion><pythonversion>2.7.3</pythonversion></device_info></query_state>")" \
         "$(state '<device_info/>')"
     reply=$(state '<device_stats/>')
     check_equal "totalmem" "$(dev_exec awk '$1 == "MemTotal:" { printf "%.0f", $2 * 1024 }' /proc/meminfo)" \
         "$(value //totalmem "$reply")"
     local drift=$(($(dev_exec date -d "$(value //xmldatetime "$reply")" +%s) - $(dev_exec date +%s)))
     check_equal "xmldatetime is the gateway's time" 1 $((drift * drift <= 25))
-    check_equal "the rest of device_stats" "<firmwarestate>running</firmwarestate><cputemp>$(dev_exec cat $temperature)</cputemp><servicehours>$(dev_exec cat /userfs/system/service_hours)</servicehours></device_stats></query_state></rci_reply>" \
+    check_equal "the rest of device_stats" "<firmwarestate>running</firmwarestate><cputemp>45</cputemp><servicehours>1234</servicehours></device_stats></query_state></rci_reply>" \
         "${reply#*</freemem>}"
 }
 
 check_faults() {
     local reply
     dev_exec cp $caps /tmp/caps
-    drop_capabilities pyas svch ethernet
+    dev_exec sed -i -e '/^pyas$/d' -e '/^svch$/d' -e '/^ethernet$/d' $caps
     reply=$(state '')
     if [[ $reply != *"<python_info>"* && $reply != *"<servicehours>"* ]]; then pass; else
         fail "a capability switched off takes its group or field along" "" "$reply"; fi
-    check_equal "without ethernet the id comes from wlan0" "$(device_id wlan0)" "$(value //deviceid "$reply")"
-    drop_capabilities wifi name
-    check_equal "without ethernet, wifi and name" "$(wrap '<query_state><device_info><deviceid></deviceid><model></model></device_info></query_state>')" \
-        "$(state '<device_info><deviceid/><model/></device_info>')"
+    check_equal "without ethernet the id comes from wlan0" "$wlan0_id" "$(value //deviceid "$reply")"
     dev_exec cp /tmp/caps $caps
     dev_exec mv /etc/version /usr/sbin/boardenv /usr/bin/python /tmp/
     dev_exec rm $temperature /userfs/system/service_hours
@@ -81,9 +69,7 @@ check_set_state() {
     check_equal "set the clock in UTC" "$(wrap '<set_state><device_stats/></set_state>')" "$(set_clock 2024-05-01T10:20:30+0000)"
     check_call "/bin/date -u -s 2024-05-01 10:20:30"
     check_equal "an offset other than zero" "$(set_error 3 "Unknown error")" "$(set_clock 2024-05-01T10:20:30+0200)"
-    check_equal "no time" "$(set_error 1 "Value missing")" "$(set_clock '')"
     check_equal "uptime" "$(set_error 4 "Not settable")" "$(request '<set_state><device_stats><uptime>5</uptime></device_stats></set_state>')"
-    check_equal "no field" "$(set_error 2 "Unable to update state")" "$(request '<set_state><device_stats> </device_stats></set_state>')"
     check_contains "a quote is refused by the schema, then reported" \
         '</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state>' \
         "$(set_clock "2024-05-01T1';/sbin/reboot;'")"
@@ -91,7 +77,6 @@ check_set_state() {
     check_equal "missing schema: 6, then 3; and the next command runs" \
         "$(wrap '<set_state><error id="6"><desc>Set state validation file not found</desc><hint>set_state</hint></error><error id="3"><desc>Unknown error</desc><hint>set_state</hint></error></set_state><query_state><device_stats><firmwarestate>running</firmwarestate></device_stats></query_state>')" \
         "$(request '<set_state><device_stats><xmldatetime>2024-05-01T10:20:30+0000</xmldatetime></device_stats></set_state><query_state><device_stats><firmwarestate/></device_stats></query_state>')"
-    dev_exec mv /tmp/set_state.rng /usr/share/validation/
 }
 
 folder=/usr/share/descriptors
@@ -118,8 +103,8 @@ check_descriptors() {
         "$(request '<query_descriptor><query_state><nosuch/></query_state></query_descriptor>')"
     check_equal "a path in a value reads nothing" "$(not_available 'query_descriptor-do_command@target#/../../../etc/version.xml')" \
         "$(request '<query_descriptor><do_command target="/../../../etc/version"/></query_descriptor>')"
-    check_parses "markup and a long value in the name" \
-        "$(request "<query_descriptor><do_command target=\"&lt;&amp;$(printf '%0300d' 0)\"/></query_descriptor>")"
+    check_equal "markup and a long value in the name: an error in a reply that parses" 1 \
+        "$(value 'count(//query_descriptor/error)' "$(request "<query_descriptor><do_command target=\"&lt;&amp;$(printf '%0300d' 0)\"/></query_descriptor>")")"
 }
 
 device_up
@@ -128,4 +113,3 @@ check_faults
 check_markup
 check_set_state
 check_descriptors
-device_down

@@ -7,7 +7,7 @@
 
 #include <string>
 #include <thread>
-#include <vector>
+#include <utility>
 
 TEST(SetPassword, ThePasswordTextsOfTheRequestAreZeroBytesAfterwards)
 {
@@ -30,23 +30,19 @@ TEST(SetPassword, ThePasswordTextsOfTheRequestAreZeroBytesAfterwards)
     parent.join();
     EXPECT_EQ(sent, "ppython\x1eold password\x1enew password");
 
-    std::vector<const xmlChar *> texts;
-    auto collect = [&texts](xmlNodePtr node, auto &self) -> void {
-        for (xmlNodePtr child = node->children; child; child = child->next) {
-            if (child->type == XML_ELEMENT_NODE) self(child, self);
-            if (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)
-                texts.push_back(child->content);
-        }
+    // Each text after the login, in document order: as many zero bytes as it had characters.
+    xmlNodePtr first = command->children->next;
+    xmlNodePtr password = first->next;
+    xmlNodePtr cdata = password->children->next;
+    const std::pair<xmlNodePtr, std::string> had[] = {
+        {first->children, "ab"},
+        {password->children, "new"},
+        {cdata, " pass"},
+        {cdata->next->children, "word"},
+        {password->next->children, "old password"},
     };
-    xmlNodePtr login = command->children;
-    EXPECT_STREQ(xml::chars(login->children->content), "python");
-    for (xmlNodePtr secret = login->next; secret; secret = secret->next)
-        collect(secret, collect);
-    // As many zero bytes as each text had characters.
-    const std::string had[] = {"ab", "new", " pass", "word", "old password"};
-    ASSERT_EQ(texts.size(), std::size(had));
-    for (size_t i = 0; i < texts.size(); ++i)
-        EXPECT_EQ(std::string(xml::chars(texts[i]), had[i].size()),
-                  std::string(had[i].size(), '\0'))
-            << had[i];
+    EXPECT_STREQ(xml::chars(command->children->children->content), "python");
+    for (const auto &[text, was] : had)
+        EXPECT_EQ(std::string(xml::chars(text->content), was.size()), std::string(was.size(), '\0'))
+            << was;
 }

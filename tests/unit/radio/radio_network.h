@@ -6,8 +6,6 @@
 #include "radio/pelk.h"
 #include "support/config_fixture.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -29,8 +27,6 @@ class radio_network
         unsetenv("VEXA_SIM_DATA");
         unsetenv("VEXA_SIM_DIR");
     }
-    radio_network(const radio_network &) = delete;
-    radio_network &operator=(const radio_network &) = delete;
 
     // Replaces the network with a gateway (its attributes and children) and what follows it
     // (kinds, nodes). A new file, so the stand-in sees the change even within one clock tick.

@@ -72,9 +72,7 @@ TEST_F(Catalogue, TheGatewayRadioChoosesTheRowsOfEachRadio)
         std::string applying;
         for (const catalogue_row &row : rows)
             if (sel.applies(row)) applying += row.name;
-        EXPECT_EQ(applying, c.rows)
-            << "caps " << c.caps << " kind " << c.kind << " address "
-            << (c.address ? c.address : "none") << " network " << int(c.network);
+        EXPECT_EQ(applying, c.rows) << "case " << &c - cases;
         EXPECT_EQ(sel.address == nullptr, !c.address || c.address == gateway_address);
     }
     net.fail("radio_get_gateway_info", -5);
@@ -102,11 +100,11 @@ TEST_F(Catalogue, MillivoltsFollowTheModulesHardwareVersion)
                                  "<param cmd=\"HV\" int=\"") +
                          m.hardware + "\"/>");
         select(rows);
-        EXPECT_EQ(read(0), m.shown) << "kind " << m.kind << " HV " << m.hardware;
+        EXPECT_EQ(read(0), m.shown) << "module " << &m - modules;
         net.forget_calls();
         EXPECT_EQ(write("threshold", "1172"), 0);
         EXPECT_EQ(net.calls(), std::string("radio_set_int_param - 0 V+ ") + m.sent + " 0\n")
-            << "kind " << m.kind << " HV " << m.hardware;
+            << "module " << &m - modules;
     }
 }
 
