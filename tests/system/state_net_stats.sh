@@ -86,8 +86,8 @@ check_gps() {
 }
 
 check_serial_ports() {
-    check_equal "ports without counters; the second port's TCP port has a peer in netstat" \
-        "$(wrap $'<serial_stats index="1">\n</serial_stats>\n<serial_stats index="2">\n<status>connected</status>\n<ip>10.0.0.5</ip>\n</serial_stats>\n')" \
+    check_equal "ports without counters; the first port's service (the group without an index) idle, the second's with a peer" \
+        "$(wrap $'<serial_stats index="1">\n<status>disconnected</status>\n</serial_stats>\n<serial_stats index="2">\n<status>connected</status>\n<ip>10.0.0.5</ip>\n</serial_stats>\n')" \
         "$(query '<serial_stats index="1"/>')"
     set_file /var/run/sim/out/netstat $'tcp 0 0 192.168.1.50:40112 192.168.1.9:2101 ESTABLISHED\n'
     dev_exec rm /dev/ttyR0
