@@ -32,6 +32,11 @@ check_equal "a hard-linked image" "$(wrapped '<error id="4"><desc>Update failed<
     "$(update /userfs/linked.bin)"
 check_equal "is moved back and leaves no update image" "0 1 " "$(present /userfs/linked.bin "$target")"
 check_firmwarestate "after a refused image" updatefailed
+mode_before=$(dev_exec stat -c %a /etc/vexa/db/local)
+check_equal "the live configuration named as the image" \
+    "$(wrapped '<error id="4"><desc>Update failed</desc><hint>system</hint></error>')" "$(update /etc/vexa/db/local)"
+check_equal "stays in place with its mode" "0 $mode_before" \
+    "$(present /etc/vexa/db/local)$(dev_exec stat -c %a /etc/vexa/db/local)"
 
 # --- the check tool refuses the image: it is deleted, nothing is applied ---
 image refused.bin
