@@ -11,7 +11,7 @@
 namespace
 {
 
-int radio_target(xmlBufferPtr reply, xmlNodePtr command, const char *target, const char *)
+int radio_target(reply_buffer &reply, xmlNodePtr command, const char *target, const char *)
 {
     return pelk_do_command(reply, command, target);
 }
@@ -40,30 +40,30 @@ command_target_fn find_target(const char *name, command_target_fn other_target)
 
 // The target is written escaped and whole, so that any name the request carries leaves the reply
 // well formed.
-int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source,
+int do_command(reply_buffer &reply, xmlNodePtr command, const char *source,
                command_target_fn other_target)
 {
     xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));
     if (!target) {
-        reply_append(reply, "<do_command>");
+        reply.append("<do_command>");
         reply_error(reply, 1, "Target missing", "target");
-        reply_append(reply, "</do_command>");
+        reply.append("</do_command>");
         trace("\n");
         return -1;
     }
     const char *name = xml::chars(target.get());
-    reply_append(reply, "<do_command target=\"");
-    xmlAttrSerializeTxtContent(reply, command->doc, nullptr, target.get());
-    reply_append(reply, "\">");
+    reply.append("<do_command target=\"");
+    reply.append_attribute_value(command->doc, target.get());
+    reply.append("\">");
     trace("\nProcessing %s -", xml::chars(command->name));
     int result = find_target(name, other_target)(reply, command, name, source);
-    reply_append(reply, "</do_command>");
+    reply.append("</do_command>");
     return result;
 }
 
-int serialise_children(xmlBufferPtr out, xmlNodePtr element)
+int serialise_children(reply_buffer &out, xmlNodePtr element)
 {
     for (xmlNodePtr child = element->children; child; child = child->next)
-        if (xmlNodeDump(out, element->doc, child, 0, 0) < 0) return -1;
+        if (out.append_node(element->doc, child) < 0) return -1;
     return 0;
 }

@@ -31,9 +31,9 @@ namespace
 // The image path: the command's content without surrounding white space.
 int image_path(xmlNodePtr command, std::string &path)
 {
-    xml::buffer_ptr content(xmlBufferCreate());
-    if (!content || serialise_children(content.get(), command) < 0) return -1;
-    path = xml::chars(xmlBufferContent(content.get()));
+    reply_buffer content;
+    if (serialise_children(content, command) < 0 || content.failed()) return -1;
+    path = content.view();
     auto blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
     while (!path.empty() && blank(path.back()))
         path.pop_back();
@@ -99,13 +99,12 @@ int start_update_thread(const char *source)
 
 } // namespace
 
-int firmware_update_command(xmlBufferPtr reply, xmlNodePtr command, const char *target,
+int firmware_update_command(reply_buffer &reply, xmlNodePtr command, const char *target,
                             const char *source)
 {
     xml::text_ptr type(xmlGetProp(command, xml::uchars("firmware")));
     if (!type || !xmlStrEqual(type.get(), xml::uchars("system"))) {
-        reply_error_quoted(reply, 2, "Name not registered",
-                           type ? xml::chars(type.get()) : "update");
+        reply_error(reply, 2, "Name not registered", type ? xml::chars(type.get()) : "update");
         return -1;
     }
     std::string path;

@@ -4,9 +4,9 @@
 #include "reply/reply.h"
 
 // The reply goes out before the reboot: the parent waits a few seconds after the letter.
-int reboot_command(xmlBufferPtr reply, xmlNodePtr, const char *source)
+int reboot_command(reply_buffer &reply, xmlNodePtr, const char *source)
 {
-    reply_append(reply, "<reboot/>");
+    reply.append("<reboot/>");
     log_msg(LOG_NOTICE, "vexacsd received reboot request from %s.", source);
     parent_send(LETTER_REBOOT);
     return 0;

@@ -75,7 +75,7 @@ void read_request(xmlNodePtr command, password_request &request)
 }
 
 // The first failed check writes its error element; 0 when all pass.
-int check_request(xmlBufferPtr reply, const password_request &request)
+int check_request(reply_buffer &reply, const password_request &request)
 {
     const char *missing = !request.login      ? "login"
                           : !request.password ? "password"
@@ -103,7 +103,7 @@ int format_payload(char (&payload)[payload_size], const password_request &reques
 
 } // namespace
 
-int set_password_command(xmlBufferPtr reply, xmlNodePtr command, const char *, const char *)
+int set_password_command(reply_buffer &reply, xmlNodePtr command, const char *, const char *)
 {
     password_request request;
     read_request(command, request);

@@ -10,7 +10,7 @@ namespace
 {
 
 // Checks the document's root: 0 to go on, or the negative result of the whole step.
-int check_root(xmlBufferPtr reply, xmlNodePtr root)
+int check_root(reply_buffer &reply, xmlNodePtr root)
 {
     if (!root || !root->name || !root->children) {
         log_msg(LOG_ERR, "No RCI in custom defaults.\n");
@@ -25,10 +25,8 @@ int check_root(xmlBufferPtr reply, xmlNodePtr root)
     return 0;
 }
 
-int apply_commands(xmlBufferPtr reply, xmlNodePtr root, const char *source)
+int apply_commands(reply_buffer &reply, xmlNodePtr root, const char *source)
 {
-    xml::buffer_ptr scratch(xmlBufferCreate());
-    if (!scratch) return -4;
     for (xmlNodePtr command = root->children; command; command = command->next) {
         if (command->type != XML_ELEMENT_NODE) continue;
         const char *name = xml::chars(command->name);
@@ -39,18 +37,17 @@ int apply_commands(xmlBufferPtr reply, xmlNodePtr root, const char *source)
                         name);
             return -5;
         }
-        xmlBufferEmpty(scratch.get());
-        if (int result = write_dom(scratch.get(), command, source, 0); result < 0) {
-            xmlBufferAdd(reply, xmlBufferContent(scratch.get()), xmlBufferLength(scratch.get()));
-            return result;
-        }
+        // Only a failed command's set_setting reply is kept.
+        size_t before = reply.mark();
+        if (int result = write_dom(reply, command, source, 0); result < 0) return result;
+        reply.truncate(before);
     }
     return 0;
 }
 
 } // namespace
 
-int apply_custom_defaults(xmlBufferPtr reply, xmlNodePtr, const char *source)
+int apply_custom_defaults(reply_buffer &reply, xmlNodePtr, const char *source)
 {
     const char *path = current_change_paths().custom_defaults;
     struct stat info;

@@ -22,7 +22,7 @@ const char *revert_exceptions(xmlNodePtr request)
 
 } // namespace
 
-int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+int set_factory_default(reply_buffer &reply, xmlNodePtr command, const char *source)
 {
     const xmlChar *action = attr_text(command, "action");
     if (action && xmlStrEqual(action, xml::uchars("revert"))) {
@@ -34,7 +34,7 @@ int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *sour
     }
     bool custom = action && xmlStrEqual(action, xml::uchars("custom"));
     const char *exceptions = custom ? revert_exceptions(command) : nullptr;
-    reply_append(reply, "<set_factory_default>");
+    reply.append("<set_factory_default>");
     if (exceptions)
         log_msg(LOG_INFO, "set_factory_default: reverting to factory with exceptions '%s'.",
                 exceptions);
@@ -47,6 +47,6 @@ int set_factory_default(xmlBufferPtr reply, xmlNodePtr command, const char *sour
     // from the reverted configuration: both, whatever happened above.
     parent_send(LETTER_REVERT);
     parent_send(LETTER_GENERATE);
-    reply_append(reply, "</set_factory_default>");
+    reply.append("</set_factory_default>");
     return result;
 }

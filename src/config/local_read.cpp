@@ -3,29 +3,27 @@
 #include "config/local_access.h"
 #include "config/query.h"
 
-xml::buffer_ptr vexacsd_config_read_xmltree(int save, const char *xpath, const char *source)
+int vexacsd_config_read_xmltree(reply_buffer &out, int save, const char *xpath, const char *source)
 {
     if (save != SAVE_CURRENT && save != SAVE_DEFAULTS) {
         log_msg(LOG_ERR, "Invalid SAVE value %d\n", save);
-        return nullptr;
+        return -1;
     }
     xmlDocPtr doc = config_select(save);
     if (!doc) {
         log_msg(LOG_ERR, "Unable to get config %s\n", config_select_path(save));
-        return nullptr;
+        return -1;
     }
     xml::xpath_object_ptr selected = xml::select_nodes(doc, xpath);
     if (!selected || xmlXPathNodeSetIsEmpty(selected->nodesetval)) {
         trace("Unable to find %s\n", xpath);
-        return nullptr;
+        return -1;
     }
-    xml::buffer_ptr buf(xmlBufferCreate());
-    if (!buf) return nullptr;
-    xmlBufferCCat(buf.get(), "<config>");
+    out.append("<config>");
     xmlNodeSetPtr nodes = selected->nodesetval;
     for (int i = 0; i < nodes->nodeNr; ++i)
         if (nodes->nodeTab[i]->type == XML_ELEMENT_NODE)
-            render_node(buf.get(), nodes->nodeTab[i], source);
-    xmlBufferCCat(buf.get(), "</config>");
-    return buf;
+            render_node(out, nodes->nodeTab[i], source);
+    out.append("</config>");
+    return 0;
 }

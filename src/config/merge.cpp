@@ -12,7 +12,7 @@ struct merge_context {
     xmlDocPtr doc;
     const char *source;
     int worklog_fd;
-    xmlBufferPtr errors;
+    reply_buffer &errors;
     int error = 0;
 };
 
@@ -119,7 +119,7 @@ void merge_siblings(merge_context &merge, xmlNodePtr request, xmlNodePtr parent)
 } // namespace
 
 int merge_request(xmlNodePtr request, xmlNodePtr root, const char *source, int worklog_fd,
-                  xmlBufferPtr errors)
+                  reply_buffer &errors)
 {
     merge_context merge{
         .doc = root->doc, .source = source, .worklog_fd = worklog_fd, .errors = errors};

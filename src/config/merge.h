@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "reply/reply_buffer.h"
 
 // Merges the children of `request` into the children of `root`, element by element, appending
 // the path of every changed stored element to the worklog `worklog_fd`. Elements that are
@@ -9,4 +10,4 @@
 // on with the others. Children of the request may be moved into the document. Returns 0, or 9
 // when anything was refused.
 int merge_request(xmlNodePtr request, xmlNodePtr root, const char *source, int worklog_fd,
-                  xmlBufferPtr errors);
+                  reply_buffer &errors);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "reply/reply_buffer.h"
 
 // Access tests on the `ro` and `wo` attributes of stored elements. A source is listed when its
 // name occurs anywhere in the attribute's text.
@@ -20,7 +21,9 @@ int xml_nodes_equal(xmlNodePtr stored, xmlNodePtr request, int rci_mode);
 const xmlChar *attr_text(const xmlNode *element, const char *name);
 
 // Appends the XML text of a stored node and its subtree with the access rules of `source`.
-void render_node(xmlBufferPtr buf, xmlNodePtr node, const char *source);
+void render_node(reply_buffer &buf, xmlNodePtr node, const char *source);
 
-// The whole query_setting element for `request` (nullptr: everything), or nullptr on failure.
-xml::buffer_ptr read_dom(xmlNodePtr request, const char *source);
+// Answers query_setting: appends the whole query_setting element for `request` (nullptr: the
+// whole configuration) to `reply`. 0, or -1 with nothing appended when the document the request
+// names is unknown, missing or empty.
+int read_dom(reply_buffer &reply, xmlNodePtr request, const char *source);

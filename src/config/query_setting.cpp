@@ -27,14 +27,14 @@ xmlDocPtr query_document(xmlNodePtr request, bool *known)
     return nullptr;
 }
 
-void report_unknown(xmlBufferPtr buf, xmlNodePtr request)
+void report_unknown(reply_buffer &buf, xmlNodePtr request)
 {
     log_msg(LOG_WARNING, "Unable to find %s in config.\n", xml::chars(request->name));
     reply_error(buf, 1, "Setting group unknown", xml::chars(request->name));
 }
 
 // Renders every stored sibling named like the request; false when there is none.
-bool render_all_named(xmlBufferPtr buf, xmlNodePtr request, xmlNodePtr stored, const char *source)
+bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored, const char *source)
 {
     bool found = false;
     for (; stored; stored = stored->next) {
@@ -53,32 +53,32 @@ xmlNodePtr find_match(xmlNodePtr request, xmlNodePtr stored)
     return nullptr;
 }
 
-void walk(xmlBufferPtr buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source);
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source);
 
 // A request element with children narrows the reply to the settings it names. Its start tag
 // echoes the request (without ro and wo); every start tag written here is closed again, also
 // when the stored match has no settings at all, so the reply always parses.
-void descend(xmlBufferPtr buf, xmlNodePtr request, xmlNodePtr match, const char *source)
+void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, const char *source)
 {
-    xmlBufferCCat(buf, "<");
-    xmlBufferCat(buf, request->name);
+    buf.append("<");
+    buf.append(xml::chars(request->name));
     for (xmlAttrPtr attr = request->properties; attr; attr = attr->next)
         render_node(buf, reinterpret_cast<xmlNodePtr>(attr), source);
-    xmlBufferCCat(buf, ">");
+    buf.append(">");
     if (match->children) {
         walk(buf, request->children, match->children, source);
     } else {
         for (xmlNodePtr child = request->children; child; child = child->next)
             if (child->type == XML_ELEMENT_NODE) report_unknown(buf, child);
     }
-    xmlBufferCCat(buf, "</");
-    xmlBufferCat(buf, request->name);
-    xmlBufferCCat(buf, ">");
+    buf.append("</");
+    buf.append(xml::chars(request->name));
+    buf.append(">");
 }
 
 // Answers each request element from the stored siblings; every search starts again at the first
 // stored sibling, so two requests for one plain group both render all of its instances.
-void walk(xmlBufferPtr buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source)
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source)
 {
     for (xmlNodePtr request = request_first; request; request = request->next) {
         if (request->type != XML_ELEMENT_NODE) continue;
@@ -99,45 +99,37 @@ void walk(xmlBufferPtr buf, xmlNodePtr request_first, xmlNodePtr stored_first, c
 
 } // namespace
 
-xml::buffer_ptr read_dom(xmlNodePtr request, const char *source)
+int read_dom(reply_buffer &reply, xmlNodePtr request, const char *source)
 {
     bool known = false;
     xmlDocPtr doc = query_document(request, &known);
-    if (!known) return nullptr;
+    if (!known) return -1;
     if (!doc) {
         log_msg(LOG_ERR, "Unable to get config for read_dom\n");
-        return nullptr;
+        return -1;
     }
     xmlNodePtr root = xmlDocGetRootElement(doc);
     if (!root || !root->children) {
         trace("No cfg!\n");
-        return nullptr;
-    }
-    xml::buffer_ptr buf(xmlBufferCreate());
-    if (!buf) {
-        trace("Unable to create xmlBuffer!\n");
-        return nullptr;
+        return -1;
     }
     if (request)
-        reply_open_tag_attrs(buf.get(), request);
+        reply_open_tag_attrs(reply, request);
     else
-        xmlBufferCCat(buf.get(), "<query_setting>");
+        reply.append("<query_setting>");
     if (request && has_element_child(request)) {
-        walk(buf.get(), request->children, root->children, source);
+        walk(reply, request->children, root->children, source);
     } else {
         for (xmlNodePtr child = root->children; child; child = child->next)
-            render_node(buf.get(), child, source);
+            render_node(reply, child, source);
     }
-    xmlBufferCCat(buf.get(), "</query_setting>");
-    return buf;
+    reply.append("</query_setting>");
+    return 0;
 }
 
-int query_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+int query_setting(reply_buffer &reply, xmlNodePtr command, const char *source)
 {
-    xml::buffer_ptr result = read_dom(command, source);
-    if (result)
-        xmlBufferAdd(reply, xmlBufferContent(result.get()), xmlBufferLength(result.get()));
-    else
+    if (read_dom(reply, command, source) < 0)
         reply_error(reply, 4, "Internal error", "query_setting");
     return 0;
 }

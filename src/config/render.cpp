@@ -19,48 +19,33 @@ bool access_attribute(const xmlNode *attr)
     return xml::name_is(attr, "ro") || xml::name_is(attr, "wo");
 }
 
-// True when the entity encoding would return the text unchanged: plain ASCII without markup.
-bool needs_no_encoding(const xmlChar *text)
+// Stored text is encoded as libxml2 encodes it, against its own document.
+void render_text(reply_buffer &buf, xmlNodePtr text)
 {
-    for (; *text; ++text)
-        if (*text >= 0x80 || *text == '&' || *text == '<' || *text == '>' || *text == '\r')
-            return false;
-    return true;
+    buf.append_encoded(text->doc, text->content);
 }
 
-void render_text(xmlBufferPtr buf, xmlNodePtr text)
+void render_element(reply_buffer &buf, xmlNodePtr element, const char *source)
 {
-    if (!text->content || !text->content[0]) return;
-    // Most stored text (values and the layout between elements) needs no escaping: skip the copy.
-    if (needs_no_encoding(text->content)) {
-        xmlBufferCat(buf, text->content);
-        return;
-    }
-    xml::text_ptr encoded(xmlEncodeEntitiesReentrant(text->doc, text->content));
-    if (encoded) xmlBufferCat(buf, encoded.get());
-}
-
-void render_element(xmlBufferPtr buf, xmlNodePtr element, const char *source)
-{
-    xmlBufferCCat(buf, "<");
-    xmlBufferCat(buf, element->name);
+    buf.append("<");
+    buf.append(xml::chars(element->name));
     if (!element->children) {
-        xmlBufferCCat(buf, "/>");
+        buf.append("/>");
         return;
     }
     for (xmlAttrPtr attr = element->properties; attr; attr = attr->next)
         render_node(buf, reinterpret_cast<xmlNodePtr>(attr), source);
-    xmlBufferCCat(buf, ">");
+    buf.append(">");
     for (xmlNodePtr child = element->children; child; child = child->next)
         render_node(buf, child, source);
-    xmlBufferCCat(buf, "</");
-    xmlBufferCat(buf, element->name);
-    xmlBufferCCat(buf, ">");
+    buf.append("</");
+    buf.append(xml::chars(element->name));
+    buf.append(">");
 }
 
 } // namespace
 
-void render_node(xmlBufferPtr buf, xmlNodePtr node, const char *source)
+void render_node(reply_buffer &buf, xmlNodePtr node, const char *source)
 {
     if (!node) return;
     switch (node->type) {

@@ -96,8 +96,7 @@ int discard_changes(int error)
 }
 
 // Validates, merges, saves and notifies; 0 or the error id.
-int apply_change(xmlNodePtr request, const char *source, int notify, xmlBufferPtr success,
-                 xmlBufferPtr errors)
+int apply_change(xmlNodePtr request, const char *source, int notify, reply_buffer &errors)
 {
     bool deferred = false;
     if (int error = check_request(request, &deferred)) return error;
@@ -109,7 +108,6 @@ int apply_change(xmlNodePtr request, const char *source, int notify, xmlBufferPt
         log_msg(LOG_ERR, "Unable to open configuration worklog(%d). (%d)\n", worklog.fd(), errno);
         return 5;
     }
-    reply_empty_children(success, request);
     xmlNodePtr root = xmlDocGetRootElement(config_current());
     int error = merge_request(request, root, source, worklog.fd(), errors);
     error = error ? discard_changes(error) : config_save(config_current());
@@ -119,19 +117,6 @@ int apply_change(xmlNodePtr request, const char *source, int notify, xmlBufferPt
     }
     if (error == 0 && !deferred && notify) parent_send(LETTER_GENERATE);
     return error;
-}
-
-void compose_reply(xmlBufferPtr reply, xmlNodePtr request, int error, xmlBufferPtr success,
-                   xmlBufferPtr errors)
-{
-    if (request) reply_open_tag_attrs(reply, request);
-    // Validation and access errors have already written their own elements.
-    if (error != 0 && error != 7 && error != 9)
-        reply_error(errors, error, change_error_text(error), nullptr);
-    xmlBufferPtr part = error ? errors : success;
-    xmlBufferAdd(reply, xmlBufferContent(part), xmlBufferLength(part));
-    if (request) reply_close_tag(reply, xml::chars(request->name));
-    trace("response is: %s\n", xml::chars(xmlBufferContent(reply)));
 }
 
 } // namespace
@@ -153,19 +138,23 @@ const char *change_error_text(int id)
     return "";
 }
 
-int write_dom(xmlBufferPtr reply, xmlNodePtr request, const char *source, int notify)
+// The merge leaves the request's own children and their attributes in place: the echo of a
+// success is written from them afterwards.
+int write_dom(reply_buffer &reply, xmlNodePtr request, const char *source, int notify)
 {
-    xml::buffer_ptr success(xmlBufferCreate()), errors(xmlBufferCreate());
-    if (!success || !errors) {
-        log_msg(LOG_ERR, "Unable to create xmlBuffer!\n");
-        return -6;
-    }
-    int error = apply_change(request, source, notify, success.get(), errors.get());
-    if (reply) compose_reply(reply, request, error, success.get(), errors.get());
+    if (request) reply_open_tag_attrs(reply, request);
+    int error = apply_change(request, source, notify, reply);
+    // Validation and access errors have already written their own elements.
+    if (error == 0)
+        reply_empty_children(reply, request);
+    else if (error != 7 && error != 9)
+        reply_error(reply, error, change_error_text(error), nullptr);
+    if (request) reply_close_tag(reply, xml::chars(request->name));
+    trace("response is: %s\n", reply.c_str());
     return -error;
 }
 
-int set_setting(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+int set_setting(reply_buffer &reply, xmlNodePtr command, const char *source)
 {
     return write_dom(reply, command, source, 1);
 }

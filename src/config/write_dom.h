@@ -33,7 +33,8 @@ const char *change_error_text(int id);
 
 // Applies a set_setting request (or any element passed as one: the schema admits only a valid
 // set_setting) for the request source `source`. The request's children may be moved into the
-// configuration; the caller still owns and frees the request. Writes the set_setting reply
-// element into `reply` when it is not null. `notify` 0 never sends LETTER_GENERATE to the parent.
-// Returns 0, or minus the error id of the reply.
-int write_dom(xmlBufferPtr reply, xmlNodePtr request, const char *source, int notify);
+// configuration; the caller still owns and frees the request. Appends the set_setting reply
+// element to `reply`: on success the request's groups as empty elements, else the error elements.
+// `notify` 0 never sends LETTER_GENERATE to the parent. Returns 0, or minus the error id of the
+// reply.
+int write_dom(reply_buffer &reply, xmlNodePtr request, const char *source, int notify);

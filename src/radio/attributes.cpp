@@ -11,11 +11,13 @@ xml::text_ptr attribute(xmlNodePtr element, const char *name)
     return xml::text_ptr(xmlGetProp(element, xml::uchars(name)));
 }
 
-void echo_attribute(xmlBufferPtr reply, const char *name, const xmlChar *value)
+void echo_attribute(reply_buffer &reply, const char *name, const xmlChar *value)
 {
-    reply_printf(reply, " %s=\"", name);
-    xmlAttrSerializeTxtContent(reply, nullptr, nullptr, value);
-    reply_append(reply, "\"");
+    reply.append(" ");
+    reply.append(name);
+    reply.append("=\"");
+    reply.append_attribute_value(nullptr, value);
+    reply.append("\"");
 }
 
 bool network_choice::usable() const
@@ -23,7 +25,7 @@ bool network_choice::usable() const
     return index == 0 || (index == 1 && radio_dual_mode_enabled());
 }
 
-void network_choice::echo(xmlBufferPtr reply) const
+void network_choice::echo(reply_buffer &reply) const
 {
     if (index != 0) echo_attribute(reply, "network_index", text.get());
 }
@@ -42,17 +44,17 @@ int read_node_address(xmlNodePtr element, const char *name, uint8_t address[8])
     return parse_node_address(xml::chars(text.get()), address) ? 1 : -1;
 }
 
-int close_with_network(xmlBufferPtr reply, xmlNodePtr element)
+int close_with_network(reply_buffer &reply, xmlNodePtr element)
 {
     network_choice network = read_network_index(element);
     network.echo(reply);
-    reply_append(reply, ">");
+    reply.append(">");
     if (network.usable()) return network.index;
     pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
     return -1;
 }
 
-int open_radio_element(xmlBufferPtr reply, xmlNodePtr element, radio_target &target)
+int open_radio_element(reply_buffer &reply, xmlNodePtr element, radio_target &target)
 {
     if (xml::text_ptr addr = attribute(element, "addr")) {
         echo_attribute(reply, "addr", addr.get());

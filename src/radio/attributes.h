@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "reply/reply_buffer.h"
 
 #include <cstdint>
 
@@ -10,7 +11,7 @@ xml::text_ptr attribute(xmlNodePtr element, const char *name);
 
 // Appends ` NAME="VALUE"`. Values come from the request as libxml2 decoded them, so they are
 // escaped again to keep the reply well formed.
-void echo_attribute(xmlBufferPtr reply, const char *name, const xmlChar *value);
+void echo_attribute(reply_buffer &reply, const char *name, const xmlChar *value);
 
 // The network_index attribute: the index it names, and its text for the echo.
 struct network_choice {
@@ -20,13 +21,13 @@ struct network_choice {
     // Index 0, or 1 on a radio that runs a second network.
     bool usable() const;
     // ` network_index="TEXT"` unless the index is 0.
-    void echo(xmlBufferPtr reply) const;
+    void echo(reply_buffer &reply) const;
 };
 network_choice read_network_index(xmlNodePtr element);
 
 // Closes the start tag with the network_index echo and checks the network: the index, or -1
 // after the error element.
-int close_with_network(xmlBufferPtr reply, xmlNodePtr element);
+int close_with_network(reply_buffer &reply, xmlNodePtr element);
 
 // The radio that a subcommand addresses: the gateway's own, or the node of its `addr`.
 struct radio_target {
@@ -45,4 +46,4 @@ int read_node_address(xmlNodePtr element, const char *name, uint8_t address[8]);
 // With "<NAME" appended: echoes and checks `addr`, closes the start tag with the network_index
 // echo and checks the network. On failure the error element is written (closing the start tag)
 // and -1 returned; the caller closes its element either way.
-int open_radio_element(xmlBufferPtr reply, xmlNodePtr element, radio_target &target);
+int open_radio_element(reply_buffer &reply, xmlNodePtr element, radio_target &target);

@@ -39,7 +39,7 @@ struct page {
 
 // The number in the attribute `name`, read as the radio's 32-bit signed numbers; the error
 // element when it is not one.
-int read_count(xmlBufferPtr reply, xmlNodePtr element, const char *name, int64_t *out)
+int read_count(reply_buffer &reply, xmlNodePtr element, const char *name, int64_t *out)
 {
     xml::text_ptr text = attribute(element, name);
     if (!text) return 0;
@@ -54,7 +54,7 @@ int read_count(xmlBufferPtr reply, xmlNodePtr element, const char *name, int64_t
 }
 
 // An option names the mode; without one, a first page starts a new discovery.
-int read_mode(xmlBufferPtr reply, xmlNodePtr element, page &p)
+int read_mode(reply_buffer &reply, xmlNodePtr element, page &p)
 {
     xml::text_ptr option = attribute(element, "option");
     if (!option) {
@@ -69,7 +69,7 @@ int read_mode(xmlBufferPtr reply, xmlNodePtr element, page &p)
     return -1;
 }
 
-int read_page(xmlBufferPtr reply, xmlNodePtr element, page &p)
+int read_page(reply_buffer &reply, xmlNodePtr element, page &p)
 {
     int given = read_node_address(element, "addr", p.address);
     if (given < 0) {
@@ -84,7 +84,7 @@ int read_page(xmlBufferPtr reply, xmlNodePtr element, page &p)
 }
 
 // Walks the page; stops at the first library failure (with its error element).
-int list_nodes(xmlBufferPtr reply, uint8_t network, page &p, bool fw_status)
+int list_nodes(reply_buffer &reply, uint8_t network, page &p, bool fw_status)
 {
     for (int64_t i = 0; i < p.size; ++i) {
         radio_node_record record{};
@@ -108,7 +108,7 @@ int list_nodes(xmlBufferPtr reply, uint8_t network, page &p, bool fw_status)
     return 0;
 }
 
-int discover(xmlBufferPtr reply, xmlNodePtr element)
+int discover(reply_buffer &reply, xmlNodePtr element)
 {
     int index = close_with_network(reply, element);
     if (index < 0) return -1;
@@ -125,14 +125,14 @@ int discover(xmlBufferPtr reply, xmlNodePtr element)
     return list_nodes(reply, network, p, radio_get_capabilities() & RADIO_CAP_FW_STATUS);
 }
 
-void write_text(xmlBufferPtr reply, const char *tag, const char *text, size_t size)
+void write_text(reply_buffer &reply, const char *tag, const char *text, size_t size)
 {
-    reply_printf(reply, "<%s>", tag);
-    reply_text(reply, text, strnlen(text, size));
-    reply_printf(reply, "</%s>", tag);
+    reply_open_tag(reply, tag, nullptr);
+    reply.append_text(std::string_view(text, strnlen(text, size)));
+    reply_close_tag(reply, tag);
 }
 
-void write_fw_status(xmlBufferPtr reply, const radio_node_record &r)
+void write_fw_status(reply_buffer &reply, const radio_node_record &r)
 {
     reply_printf(reply, "<fw_status><hw_version>0x%x</hw_version><fw_version>0x%x</fw_version>",
                  r.hw_version, r.fw_version);
@@ -152,7 +152,7 @@ void write_fw_status(xmlBufferPtr reply, const radio_node_record &r)
 
 } // namespace
 
-void write_device_record(xmlBufferPtr reply, const radio_node_record &r, int index, bool fw_status)
+void write_device_record(reply_buffer &reply, const radio_node_record &r, int index, bool fw_status)
 {
     char address[RADIO_ADDRESS_TEXT_SIZE + 1];
     radio_format_address(r.ext_addr, address, sizeof address);
@@ -168,10 +168,10 @@ void write_device_record(xmlBufferPtr reply, const radio_node_record &r, int ind
     write_text(reply, "node_id", r.node_id, sizeof r.node_id);
     reply_printf(reply, "<contact_time>%u</contact_time>", r.contact_time);
     if (fw_status) write_fw_status(reply, r);
-    reply_append(reply, "</device>");
+    reply.append("</device>");
 }
 
-int pelk_discover(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_discover(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "discover", discover, element);
 }

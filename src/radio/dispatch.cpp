@@ -28,7 +28,7 @@ constexpr std::array pelk_subcommands{
     pelk_subcommand{.name = "set_setting", .handler = pelk_set_setting},
 };
 
-void run_subcommand(xmlBufferPtr reply, xmlNodePtr element)
+void run_subcommand(reply_buffer &reply, xmlNodePtr element)
 {
     if (const pelk_subcommand *row = find_named(pelk_subcommands, xml::chars(element->name))) {
         row->handler(reply, element);
@@ -39,15 +39,16 @@ void run_subcommand(xmlBufferPtr reply, xmlNodePtr element)
 
 } // namespace
 
-int within_element(xmlBufferPtr reply, const char *tag, pelk_handler body, xmlNodePtr element)
+int within_element(reply_buffer &reply, const char *tag, pelk_handler body, xmlNodePtr element)
 {
-    reply_printf(reply, "<%s", tag);
+    reply.append("<");
+    reply.append(tag);
     int result = body(reply, element);
-    reply_printf(reply, "</%s>", tag);
+    reply_close_tag(reply, tag);
     return result;
 }
 
-int pelk_do_command(xmlBufferPtr reply, xmlNodePtr command, const char *)
+int pelk_do_command(reply_buffer &reply, xmlNodePtr command, const char *)
 {
     for (xmlNodePtr child = command->children; child; child = child->next)
         if (child->type == XML_ELEMENT_NODE) run_subcommand(reply, child);

@@ -20,7 +20,7 @@ const std::array<const char *, 15> pelk_errors = {
     "Not supported on device",
 };
 
-void pelk_error(xmlBufferPtr reply, int id, const char *hint)
+void pelk_error(reply_buffer &reply, int id, const char *hint)
 {
-    reply_error_quoted(reply, id, pelk_errors[static_cast<size_t>(id)], hint);
+    reply_error(reply, id, pelk_errors[static_cast<size_t>(id)], hint);
 }

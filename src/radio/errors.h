@@ -1,7 +1,7 @@
 // The error table of the radio subcommands and the one way they write an error element.
 #pragma once
 
-#include <libxml/tree.h>
+#include "reply/reply_buffer.h"
 
 #include <array>
 
@@ -26,6 +26,5 @@ enum pelk_error_id : int {
 extern const std::array<const char *, 15> pelk_errors;
 
 // Appends the error element of `id` (closing an open start tag first). The hint may come from the
-// request or a tool: it is escaped, and cut at a character boundary so that the hint element
-// stays whole within the reply's 255-character formatting limit. nullptr: no hint.
-void pelk_error(xmlBufferPtr reply, int id, const char *hint);
+// request or a tool: reply_error escapes it and cuts it by the cut rule. nullptr: no hint.
+void pelk_error(reply_buffer &reply, int id, const char *hint);

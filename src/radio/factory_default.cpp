@@ -18,7 +18,7 @@ namespace
 // The address reaches the shell only after the radio library's parser, which admits nothing but
 // hexadecimal digits and its separators, accepted it; it goes out as one single-quoted word
 // all the same, so the tool always receives exactly one argument.
-int run_tool(xmlBufferPtr reply, const char *addr)
+int run_tool(reply_buffer &reply, const char *addr)
 {
     char command[80];
     std::snprintf(command, sizeof command, "/usr/bin/pelk factory_default '%s'", addr);
@@ -37,11 +37,11 @@ int run_tool(xmlBufferPtr reply, const char *addr)
     return result;
 }
 
-int factory_default(xmlBufferPtr reply, xmlNodePtr element)
+int factory_default(reply_buffer &reply, xmlNodePtr element)
 {
     xml::text_ptr addr = attribute(element, "addr");
     if (addr) echo_attribute(reply, "addr", addr.get());
-    reply_append(reply, ">");
+    reply.append(">");
     uint8_t address[8];
     if (addr && (!parse_node_address(xml::chars(addr.get()), address) ||
                  std::strchr(xml::chars(addr.get()), '\''))) {
@@ -53,7 +53,7 @@ int factory_default(xmlBufferPtr reply, xmlNodePtr element)
 
 } // namespace
 
-int pelk_factory_default(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_factory_default(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "set_factory_default", factory_default, element);
 }

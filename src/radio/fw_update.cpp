@@ -61,7 +61,7 @@ bool read_retries(xmlNodePtr element, update_request &u)
 }
 
 // The retries, then the schedule.
-int schedule(xmlBufferPtr reply, xmlNodePtr element, update_request &u, const char *file)
+int schedule(reply_buffer &reply, xmlNodePtr element, update_request &u, const char *file)
 {
     if (!read_retries(element, u)) {
         pelk_error(reply, PELK_INVALID_PARAMETER, "block_retry_max");
@@ -76,7 +76,7 @@ int schedule(xmlBufferPtr reply, xmlNodePtr element, update_request &u, const ch
     return 0;
 }
 
-int fw_update(xmlBufferPtr reply, xmlNodePtr element)
+int fw_update(reply_buffer &reply, xmlNodePtr element)
 {
     xml::text_ptr file = attribute(element, "file");
     if (!file) {
@@ -96,7 +96,7 @@ int fw_update(xmlBufferPtr reply, xmlNodePtr element)
     int true_flag = 0;
     xml::text_ptr recover = attribute(element, "recover");
     u.recover = parse_recover(xml::chars(recover.get()), &true_flag);
-    reply_append(reply, recover_echo(u.recover, true_flag));
+    reply.append(recover_echo(u.recover, true_flag));
     int network = close_with_network(reply, element);
     if (network < 0) return -1;
     u.network = static_cast<uint8_t>(network);
@@ -115,7 +115,7 @@ int parse_recover(const char *text, int *true_flag)
     return RECOVER_NONE;
 }
 
-int pelk_fw_update(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_fw_update(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "fw_update", fw_update, element);
 }

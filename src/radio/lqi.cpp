@@ -32,7 +32,7 @@ void reversed(const uint8_t *from, uint8_t *to)
     std::reverse_copy(from, from + 8, to);
 }
 
-void write_neighbour(xmlBufferPtr reply, const uint8_t *entry, int index)
+void write_neighbour(reply_buffer &reply, const uint8_t *entry, int index)
 {
     uint8_t value[8];
     char pan[2 * sizeof value + 3], address[RADIO_ADDRESS_TEXT_SIZE + 1];
@@ -53,7 +53,7 @@ void write_neighbour(xmlBufferPtr reply, const uint8_t *entry, int index)
 }
 
 // The neighbours of one response; never reads past what the node sent.
-void write_response(xmlBufferPtr reply, const uint8_t *response, int length)
+void write_response(reply_buffer &reply, const uint8_t *response, int length)
 {
     size_t received = std::min(static_cast<size_t>(length), response_size);
     size_t held = received > header_size ? (received - header_size) / entry_size : 0;
@@ -63,7 +63,7 @@ void write_response(xmlBufferPtr reply, const uint8_t *response, int length)
                         response[2] + static_cast<int>(j) + 1);
 }
 
-int walk_nodes(xmlBufferPtr reply, uint8_t network)
+int walk_nodes(reply_buffer &reply, uint8_t network)
 {
     for (int i = 0, total = 1; i < total; ++i) {
         radio_node_record record{};
@@ -79,7 +79,7 @@ int walk_nodes(xmlBufferPtr reply, uint8_t network)
     return 0;
 }
 
-int get_lqi(xmlBufferPtr reply, xmlNodePtr element)
+int get_lqi(reply_buffer &reply, xmlNodePtr element)
 {
     if (!(radio_get_capabilities() & RADIO_CAP_NEIGHBOURS)) {
         pelk_error(reply, PELK_NOT_SUPPORTED, "get_lqi");
@@ -100,7 +100,7 @@ int get_lqi(xmlBufferPtr reply, xmlNodePtr element)
 
 } // namespace
 
-int write_neighbour_table(xmlBufferPtr reply, const uint8_t address[8], uint8_t network, int index)
+int write_neighbour_table(reply_buffer &reply, const uint8_t address[8], uint8_t network, int index)
 {
     char text[RADIO_ADDRESS_TEXT_SIZE + 1];
     radio_format_address(address, text, sizeof text);
@@ -123,7 +123,7 @@ int write_neighbour_table(xmlBufferPtr reply, const uint8_t address[8], uint8_t 
     return result;
 }
 
-int pelk_get_lqi(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_get_lqi(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "get_lqi", get_lqi, element);
 }

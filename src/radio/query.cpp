@@ -11,7 +11,7 @@
 namespace
 {
 
-void write_field(xmlBufferPtr reply, const catalogue_row &row, const char *text, int length)
+void write_field(reply_buffer &reply, const catalogue_row &row, const char *text, int length)
 {
     if (row.type != VALUE_STRING) {
         reply_printf(reply, "    <%s>%s</%s>\n", row.name, text, row.name);
@@ -20,24 +20,24 @@ void write_field(xmlBufferPtr reply, const catalogue_row &row, const char *text,
     // The radio's bytes, as much of them as the text buffer kept.
     size_t shown = std::min(static_cast<size_t>(length), CATALOGUE_TEXT_SIZE - 1);
     reply_printf(reply, "    <%s>", row.name);
-    reply_text(reply, text, shown);
+    reply.append_text(std::string_view(text, shown));
     reply_printf(reply, "</%s>\n", row.name);
 }
 
-int query(xmlBufferPtr reply, xmlNodePtr element)
+int query(reply_buffer &reply, xmlNodePtr element)
 {
     radio_target target;
     if (open_radio_element(reply, element, target) < 0) return -1;
-    reply_append(reply, "\n  <radio>\n");
+    reply.append("\n  <radio>\n");
     int result = pelk_list_fields(reply, target.node(), target.network,
                                   xml::name_is(element, "query_setting"));
-    reply_append(reply, "  </radio>\n");
+    reply.append("  </radio>\n");
     return result;
 }
 
 } // namespace
 
-int pelk_list_fields(xmlBufferPtr reply, const uint8_t *address, uint8_t network, int which)
+int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t network, int which)
 {
     catalogue_selector sel;
     if (catalogue_select(sel, address, network, which) < 0) {
@@ -58,7 +58,7 @@ int pelk_list_fields(xmlBufferPtr reply, const uint8_t *address, uint8_t network
     return 0;
 }
 
-int pelk_query(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_query(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, xml::chars(element->name), query, element);
 }

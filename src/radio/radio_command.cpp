@@ -46,7 +46,7 @@ struct radio_request {
 };
 
 // The attribute that the first failed check names, or nullptr; echoes addr and network_index.
-const char *read_attributes(xmlBufferPtr reply, xmlNodePtr element, radio_request &r)
+const char *read_attributes(reply_buffer &reply, xmlNodePtr element, radio_request &r)
 {
     if (xml::text_ptr format = attribute(element, "format")) {
         auto at = std::ranges::find_if(pelk_format_names, [&](const char *name) {
@@ -117,7 +117,7 @@ bool read_parameter(xmlNodePtr element, radio_request &r)
     }
 }
 
-void write_answer(xmlBufferPtr reply, int format, const uint8_t *answer, size_t length)
+void write_answer(reply_buffer &reply, int format, const uint8_t *answer, size_t length)
 {
     if (format == FORMAT_INTEGER) {
         uint32_t number = 0;
@@ -127,17 +127,17 @@ void write_answer(xmlBufferPtr reply, int format, const uint8_t *answer, size_t 
     } else if (format == FORMAT_ADDRESS) {
         char text[257];
         radio_format_address(answer, text, sizeof text);
-        reply_append(reply, text);
+        reply.append(text);
     } else if (format == FORMAT_BINARY) {
         char text[2 * answer_size + 3];
         format_hex_bytes(answer, text, length);
-        reply_append(reply, text);
+        reply.append(text);
     } else {
-        reply_text(reply, reinterpret_cast<const char *>(answer), length);
+        reply.append_text(std::string_view(reinterpret_cast<const char *>(answer), length));
     }
 }
 
-int send_command(xmlBufferPtr reply, radio_request &r)
+int send_command(reply_buffer &reply, radio_request &r)
 {
     // One byte more than the radio may send, and zeros after a short answer, so that an address
     // answer is always 8 bytes long and a string answer always ends.
@@ -158,7 +158,7 @@ int send_command(xmlBufferPtr reply, radio_request &r)
     return 0;
 }
 
-int radio_command(xmlBufferPtr reply, xmlNodePtr element)
+int radio_command(reply_buffer &reply, xmlNodePtr element)
 {
     radio_request r;
     r.id = attribute(element, "id");
@@ -178,7 +178,7 @@ int radio_command(xmlBufferPtr reply, xmlNodePtr element)
 
 } // namespace
 
-int pelk_radio_command(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_radio_command(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "radio_command", radio_command, element);
 }

@@ -50,7 +50,7 @@ int write_group(const catalogue_selector &sel, uint8_t network, xmlNodePtr group
     return catalogue_commit(sel, network);
 }
 
-int set_group(xmlBufferPtr reply, const radio_target &target, xmlNodePtr group)
+int set_group(reply_buffer &reply, const radio_target &target, xmlNodePtr group)
 {
     catalogue_selector sel;
     if (catalogue_select(sel, target.node(), target.network, 1) < 0) {
@@ -64,7 +64,7 @@ int set_group(xmlBufferPtr reply, const radio_target &target, xmlNodePtr group)
     return -1;
 }
 
-int set_setting(xmlBufferPtr reply, xmlNodePtr element)
+int set_setting(reply_buffer &reply, xmlNodePtr element)
 {
     radio_target target;
     if (open_radio_element(reply, element, target) < 0) return -1;
@@ -74,15 +74,15 @@ int set_setting(xmlBufferPtr reply, xmlNodePtr element)
         pelk_error(reply, PELK_UNKNOWN_GROUP, xml::chars(group->name));
         return -1;
     }
-    reply_append(reply, "<radio>");
+    reply.append("<radio>");
     int result = set_group(reply, target, group);
-    reply_append(reply, "</radio>");
+    reply.append("</radio>");
     return result;
 }
 
 } // namespace
 
-int pelk_set_setting(xmlBufferPtr reply, xmlNodePtr element)
+int pelk_set_setting(reply_buffer &reply, xmlNodePtr element)
 {
     return within_element(reply, "set_setting", set_setting, element);
 }

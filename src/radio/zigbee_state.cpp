@@ -16,17 +16,12 @@ bool cached(xmlNodePtr element)
     return value && strncasecmp(xml::chars(value.get()), "true", 4) == 0;
 }
 
-} // namespace
-
-int zigbee_state(xmlBufferPtr reply, xmlNodePtr element)
+void write_state(reply_buffer &reply, xmlNodePtr element, const radio_gateway_info &info)
 {
-    radio_gateway_info info{};
-    if (radio_get_gateway_info(&info) < 0) return -1;
-    if (!reply) return 0;
     network_choice network = read_network_index(element);
-    reply_append(reply, "<zigbee_state");
+    reply.append("<zigbee_state");
     network.echo(reply);
-    reply_append(reply, ">\n");
+    reply.append(">\n");
     if (!network.usable()) {
         pelk_error(reply, PELK_INVALID_PARAMETER, "network_index");
     } else {
@@ -36,6 +31,15 @@ int zigbee_state(xmlBufferPtr reply, xmlNodePtr element)
                      info.caps);
         if (!cached(element)) pelk_list_fields(reply, nullptr, network.index, 0);
     }
-    reply_append(reply, "</zigbee_state>");
+    reply.append("</zigbee_state>");
+}
+
+} // namespace
+
+int zigbee_state(reply_buffer *reply, xmlNodePtr element)
+{
+    radio_gateway_info info{};
+    if (radio_get_gateway_info(&info) < 0) return -1;
+    if (reply) write_state(*reply, element, info);
     return 0;
 }

@@ -21,12 +21,13 @@ struct bus_message {
 };
 
 // The answer being built. Every message starts with an empty reply area; an operation that
-// answers with text sets `text`, which then is the payload and is freed once the reply is sent.
+// answers with text writes it into `text` and sets `with_text`, and the text is then the payload.
 struct bus_reply {
     int result = 0;
     std::array<char, bus_reply_area_size> area{};
     size_t length = 0;
-    xml::buffer_ptr text;
+    reply_buffer text;
+    bool with_text = false;
 };
 
 // One row of the operation table: the operation number, its work, and whether a non-negative
@@ -56,10 +57,9 @@ void rci_request(const bus_message &message, bus_reply &reply)
     struct msgbus_credentials credentials {
     };
     msgbus_credentials(message.peer, &credentials);
-    xmlBufferPtr text = nullptr;
     reply.result =
-        RCI_Processing(message.payload, message.length, &text, request_source(credentials));
-    reply.text.reset(text);
+        RCI_Processing(message.payload, message.length, reply.text, request_source(credentials));
+    reply.with_text = reply.result >= 0;
 }
 
 void forwarded_command(const bus_message &, bus_reply &) {}
@@ -84,13 +84,11 @@ void write_config(const bus_message &message, bus_reply &reply)
 {
     // The bus caps a message far below INT_MAX, so the length fits the parser's int.
     const std::string text(message.payload, message.length);
-    reply.text.reset(xmlBufferCreate());
-    if (!reply.text) {
-        reply.result = -1;
-        return;
-    }
-    reply.result = config_parse_xmltree(reply.text.get(), text.c_str(),
-                                        static_cast<int>(text.size()), "python");
+    reply.result =
+        config_parse_xmltree(reply.text, text.c_str(), static_cast<int>(text.size()), "python");
+    // A reply that could not be built whole is not sent.
+    reply.with_text = !reply.text.failed();
+    if (!reply.with_text) reply.result = -1;
 }
 
 void read_config(const bus_message &message, bus_reply &reply)
@@ -99,8 +97,9 @@ void read_config(const bus_message &message, bus_reply &reply)
     int save = message.length ? static_cast<unsigned char>(message.payload[0]) : 0;
     const std::string xpath =
         message.length ? std::string(message.payload + 1, message.length - 1) : "";
-    reply.text = vexacsd_config_read_xmltree(save, xpath.c_str(), "python");
-    if (!reply.text) {
+    reply.with_text = vexacsd_config_read_xmltree(reply.text, save, xpath.c_str(), "python") == 0 &&
+                      !reply.text.failed();
+    if (!reply.with_text) {
         log_msg(LOG_ERR, "vexacsd_config_read_xmltree failed, ret -1\n");
         reply.result = -1;
     }
@@ -135,9 +134,9 @@ void send_reply(const bus_message &message, uint32_t tag, const bus_reply &reply
 {
     const void *data = reply.area.data();
     size_t length = reply.result < 0 ? 0 : reply.length;
-    if (reply.text) {
-        data = xmlBufferContent(reply.text.get());
-        length = static_cast<size_t>(xmlBufferLength(reply.text.get()));
+    if (reply.with_text) {
+        data = reply.text.view().data();
+        length = reply.text.size();
     }
     if (msgbus_send(message.peer, message.op, tag, reply.result, data, length, nullptr, 0) == 0)
         return;

@@ -23,7 +23,7 @@ int check_root(xmlNodePtr root)
     return 0;
 }
 
-void run_command(xmlBufferPtr reply, xmlNodePtr element, const char *source)
+void run_command(reply_buffer &reply, xmlNodePtr element, const char *source)
 {
     const char *name = xml::chars(element->name);
     const rci_command *command = rci_find_command(name);
@@ -38,9 +38,8 @@ void run_command(xmlBufferPtr reply, xmlNodePtr element, const char *source)
 
 } // namespace
 
-int RCI_Processing(const char *text, size_t size, xmlBufferPtr *reply, const char *source)
+int RCI_Processing(const char *text, size_t size, reply_buffer &reply, const char *source)
 {
-    *reply = nullptr;
     int len = size > INT_MAX ? INT_MAX : static_cast<int>(size);
     trace("RCI_Processing: %.*s\n", len, text);
     xml::doc_ptr doc = xml::parse_memory(text, len);
@@ -51,12 +50,15 @@ int RCI_Processing(const char *text, size_t size, xmlBufferPtr *reply, const cha
     }
     xmlNodePtr root = xmlDocGetRootElement(doc.get());
     if (int result = check_root(root)) return result;
-    xml::buffer_ptr buf(xmlBufferCreate());
-    if (!buf) return RCI_NO_BUFFER;
-    xmlBufferCCat(buf.get(), "<rci_reply version=\"1.1\">");
+    reply.append("<rci_reply version=\"1.1\">");
     for (xmlNodePtr child = root->children; child; child = child->next)
-        if (child->type == XML_ELEMENT_NODE) run_command(buf.get(), child, source);
-    xmlBufferCCat(buf.get(), "</rci_reply>");
-    *reply = buf.release();
-    return xmlBufferLength(*reply);
+        if (child->type == XML_ELEMENT_NODE) run_command(reply, child, source);
+    reply.append("</rci_reply>");
+    // A reply that lost a piece to a failed allocation is not sent at all.
+    if (reply.failed() || reply.size() > INT_MAX) {
+        log_msg(LOG_ERR, "Unable to build the reply\n");
+        reply.truncate(0);
+        return RCI_NO_BUFFER;
+    }
+    return static_cast<int>(reply.size());
 }

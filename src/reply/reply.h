@@ -1,45 +1,38 @@
-// Helpers that append to an RCI reply buffer.
+// The helpers every RCI command writes its reply with, over the reply builder.
 //
 // The reply is plain text built by appending to one growable buffer: no XML declaration, no line
-// breaks, no indentation. The helpers escape nothing; clients compare replies byte for byte.
+// breaks, no indentation. Clients compare replies byte for byte.
 #pragma once
 
-#include <libxml/tree.h>
+#include "reply/reply_buffer.h"
 
 #include <cstddef>
 
-// Appends at most 255 formatted characters; longer output is cut there.
-void reply_printf(xmlBufferPtr buf, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
-// Appends text of any length, unformatted.
-void reply_append(xmlBufferPtr buf, const char *text);
-// Appends text that comes from the system (a file, a tool's output, a library) as element
-// content: "&", "<" and ">" escaped, bytes that XML does not admit (control characters other than
-// tab, line feed and carriage return, broken UTF-8) replaced by "?", so any such text leaves the
-// reply well formed.
-void reply_text(xmlBufferPtr buf, const char *text, size_t length);
-void reply_text(xmlBufferPtr buf, const char *text);
+// The most one reply_printf call appends, and the most an error's hint element takes, tags
+// included.
+inline constexpr size_t reply_piece_limit = 255;
+
+// Appends the formatted text, at most reply_piece_limit bytes, a longer one cut by the cut rule.
+// For markup with bounded values (numbers, names from the code's tables, formatted addresses):
+// request and system text goes through reply_buffer::append_text instead.
+void reply_printf(reply_buffer &reply, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 // Appends <error id="N"><desc>DESC</desc>[<hint>HINT</hint>]</error>, preceded by ">" when the
-// buffer is not empty and does not already end in ">".
-void reply_error(xmlBufferPtr buf, int id, const char *desc, const char *hint);
-// reply_error for a hint taken from the request or the system: written as reply_text writes it,
-// and cut, as reply_error cuts a hint, to 255 characters tags included, but only where a whole
-// character and a whole escape end, so the element stays well formed whatever the hint held.
-void reply_error_quoted(xmlBufferPtr buf, int id, const char *desc, const char *hint);
+// reply is not empty and does not already end in ">". Description and hint are escaped as system
+// text; the hint element, tags included, takes at most reply_piece_limit bytes, its text cut by
+// the cut rule. No hint (nullptr): no hint element.
+void reply_error(reply_buffer &reply, int id, const char *desc, const char *hint);
 // Appends <TAG> or <TAG name="NAME">.
-void reply_open_tag(xmlBufferPtr buf, const char *tag, const char *name);
-void reply_close_tag(xmlBufferPtr buf, const char *tag);
+void reply_open_tag(reply_buffer &reply, const char *tag, const char *name);
+void reply_close_tag(reply_buffer &reply, const char *tag);
 // Appends <NAME attr="v" …>, every attribute of the element as libxml2 serialises it.
-void reply_open_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
+void reply_open_tag_attrs(reply_buffer &reply, xmlNodePtr element);
 // Appends <NAME attr="v" …/>.
-void reply_empty_tag_attrs(xmlBufferPtr buf, xmlNodePtr element);
+void reply_empty_tag_attrs(reply_buffer &reply, xmlNodePtr element);
 // reply_empty_tag_attrs for every child element of the element, in order.
-void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element);
-// Removes the last `count` characters; -1 (and no change) for no buffer, a negative count or a
-// count larger than the content, else 0.
-int reply_trim_end(xmlBufferPtr buf, int count);
+void reply_empty_children(reply_buffer &reply, xmlNodePtr element);
 // Appends one attribute node as libxml2 serialises it: a blank, the name, =, the quoted value.
-void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr);
+void reply_attribute(reply_buffer &reply, xmlAttrPtr attr);
 // Appends the content of the file at `path`, read in pieces of at most `piece` bytes, unchanged.
 // 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
 // a failed read stays in the reply).
-int append_file(xmlBufferPtr buf, const char *path, size_t piece);
+int append_file(reply_buffer &reply, const char *path, size_t piece);

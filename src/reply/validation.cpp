@@ -19,20 +19,13 @@ using error_ref = second_parameter<xmlStructuredErrorFunc>::type;
 
 // Where a validation writes its error elements, and for which command.
 struct report_target {
-    xmlBufferPtr errors;
+    reply_buffer *errors;
     const validation_rule *rule;
 };
 
-// libxml2 quotes the offending value in its messages: written as system text, a value cannot add
-// markup to the reply, and quotes and carriage returns reach the client as libxml2 wrote them.
-void append_error(const report_target &to, const char *message, const char *hint)
-{
-    xml::buffer_ptr desc(xmlBufferCreate());
-    if (desc) reply_text(desc.get(), message);
-    reply_error(to.errors, to.rule->invalid_id,
-                desc ? xml::chars(xmlBufferContent(desc.get())) : "", hint);
-}
-
+// libxml2 quotes the offending value in its messages: escaped as every error text is, a value
+// cannot add markup to the reply, and quotes and carriage returns reach the client as libxml2
+// wrote them.
 void report(const report_target &to, const xmlNode *node, const char *message)
 {
     const char *command = to.rule->command;
@@ -40,11 +33,11 @@ void report(const report_target &to, const xmlNode *node, const char *message)
         const char *name = xml::chars(node->name);
         trace("RCI %s validation failed on node <%s>: %s\n", command, name, message);
         log_msg(LOG_ERR, "RCI %s validation failed on node <%s>: %s\n", command, name, message);
-        append_error(to, message, name);
+        reply_error(*to.errors, to.rule->invalid_id, message, name);
     } else {
         trace("RCI %s validation failed: %s\n", command, message);
         log_msg(LOG_ERR, "RCI %s validation failed: %s\n", command, message);
-        append_error(to, message, nullptr);
+        reply_error(*to.errors, to.rule->invalid_id, message, nullptr);
     }
 }
 
@@ -115,7 +108,7 @@ int validate_element(xmlRelaxNGValidCtxtPtr context, xmlNodePtr element)
 } // namespace
 
 int validate_request(xmlNodePtr request, const char *schema, const validation_rule &rule,
-                     xmlBufferPtr errors)
+                     reply_buffer &errors)
 {
     struct stat info;
     xml::relaxng_parser_ptr parser(stat(schema, &info) == 0 ? xmlRelaxNGNewParserCtxt(schema)
@@ -133,7 +126,7 @@ int validate_request(xmlNodePtr request, const char *schema, const validation_ru
     xml::relaxng_valid_ptr context(xmlRelaxNGNewValidCtxt(grammar.get()));
     if (!context) return rule.invalid_id;
     // The handler belongs to this context alone and goes with it.
-    report_target to{.errors = errors, .rule = &rule};
+    report_target to{.errors = &errors, .rule = &rule};
     xmlRelaxNGSetValidStructuredErrors(context.get(), on_validation_error, &to);
     bool valid = validate_element(context.get(), request) == 1;
     return refuse_references(to, request) || !valid ? rule.invalid_id : 0;

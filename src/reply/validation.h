@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "reply/reply_buffer.h"
 
 // What sets one command's validation apart from another's.
 struct validation_rule {
@@ -19,4 +20,4 @@ struct validation_rule {
 // description, the node's name as hint). Returns 0 when the element is valid, rule.invalid_id
 // when it is not and rule.missing_id when the grammar is missing or cannot be read.
 int validate_request(xmlNodePtr request, const char *schema, const validation_rule &rule,
-                     xmlBufferPtr errors);
+                     reply_buffer &errors);

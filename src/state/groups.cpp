@@ -9,7 +9,7 @@ namespace
 {
 
 // The radio's group reads the same in either mode.
-int zigbee_group(xmlBufferPtr reply, xmlNodePtr element, int, const state_arg &)
+int zigbee_group(reply_buffer *reply, xmlNodePtr element, int, const state_arg &)
 {
     return zigbee_state(reply, element);
 }

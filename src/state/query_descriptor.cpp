@@ -22,7 +22,7 @@ xmlNodePtr next_element(xmlNodePtr node)
 
 // "-NAME" of the first element child, "@ATTR#VALUE" of its first attribute, "-NAME" of each of
 // its element children; each piece goes through the 255-character formatter.
-void append_shape(xmlBufferPtr name, xmlNodePtr command)
+void append_shape(reply_buffer &name, xmlNodePtr command)
 {
     xmlNodePtr asked = next_element(command->children);
     if (!asked) return;
@@ -37,7 +37,7 @@ void append_shape(xmlBufferPtr name, xmlNodePtr command)
 
 // Attribute values may hold "/": such a name leads nowhere, so no request reads a file outside
 // the descriptor folder.
-int stream_descriptor(xmlBufferPtr reply, const char *path)
+int stream_descriptor(reply_buffer &reply, const char *path)
 {
     if (std::strchr(path + std::strlen(prefix), '/')) {
         errno = ENOENT;
@@ -48,22 +48,25 @@ int stream_descriptor(xmlBufferPtr reply, const char *path)
 
 } // namespace
 
-int query_descriptor(xmlBufferPtr reply, xmlNodePtr command, const char *)
+int query_descriptor(reply_buffer &reply, xmlNodePtr command, const char *)
 {
-    xml::buffer_ptr path(xmlBufferCreate());
-    if (!path) return -1;
+    reply_buffer path;
     log_msg(LOG_INFO, "Processing %s -", xml::chars(command->name));
-    reply_append(path.get(), prefix);
-    append_shape(path.get(), command);
-    reply_append(path.get(), ".xml");
-    const char *file = xml::chars(xmlBufferContent(path.get()));
+    path.append(prefix);
+    append_shape(path, command);
+    path.append(".xml");
+    if (path.failed()) {
+        reply.fail();
+        return -1;
+    }
+    const char *file = path.c_str();
     log_msg(LOG_INFO, " %s\n", file);
-    reply_append(reply, "<query_descriptor>");
+    reply.append("<query_descriptor>");
     int result = stream_descriptor(reply, file);
     if (result < 0) {
         log_msg(LOG_ERR, "Error %d reading %s\n", errno, file);
-        reply_error_quoted(reply, 2, "Descriptor not available", file);
+        reply_error(reply, 2, "Descriptor not available", file);
     }
-    reply_append(reply, "</query_descriptor>");
+    reply.append("</query_descriptor>");
     return result;
 }

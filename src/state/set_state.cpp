@@ -45,7 +45,7 @@ const outcome_report &report_for(int outcome)
 
 // Success echoes the request's groups as empty elements; with several fields set, the last
 // provider's result decides.
-void report(xmlBufferPtr reply, xmlNodePtr command, int outcome)
+void report(reply_buffer &reply, xmlNodePtr command, int outcome)
 {
     if (outcome == STATE_DONE) {
         reply_empty_children(reply, command);
@@ -58,9 +58,9 @@ void report(xmlBufferPtr reply, xmlNodePtr command, int outcome)
 
 } // namespace
 
-int set_state(xmlBufferPtr reply, xmlNodePtr command, const char *)
+int set_state(reply_buffer &reply, xmlNodePtr command, const char *)
 {
-    reply_append(reply, "<set_state>");
+    reply.append("<set_state>");
     int outcome = validate_request(command, schema, set_state_rule, reply);
     if (outcome == set_state_rule.missing_id)
         reply_error(reply, 6, "Set state validation file not found", "set_state");
@@ -68,6 +68,6 @@ int set_state(xmlBufferPtr reply, xmlNodePtr command, const char *)
     if (outcome == 0)
         outcome = render_state_table(nullptr, command, STATE_SET, {.table = &state_groups});
     report(reply, command, outcome);
-    reply_append(reply, "</set_state>");
+    reply.append("</set_state>");
     return outcome;
 }

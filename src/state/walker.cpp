@@ -23,19 +23,19 @@ bool name_attr_differs(const state_row &row, xmlNodePtr request)
 }
 
 // Set mode has no reply buffer: the tags go nowhere.
-int serve_row(const state_row &row, xmlBufferPtr reply, xmlNodePtr request, int mode)
+int serve_row(const state_row &row, reply_buffer *reply, xmlNodePtr request, int mode)
 {
     trace(" %s", row.name);
     bool wrap = reply && !row.self_tagged;
-    if (wrap) reply_open_tag(reply, row.name, row.name_attr);
+    if (wrap) reply_open_tag(*reply, row.name, row.name_attr);
     int result = row.provider(reply, request, mode, row.arg);
-    if (wrap) reply_close_tag(reply, row.name);
+    if (wrap) reply_close_tag(*reply, row.name);
     return result;
 }
 
 } // namespace
 
-int render_state_table(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg)
+int render_state_table(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
 {
     int result = -1;
     trace("\nProcessing %s -", element ? xml::chars(element->name) : "ALL");

@@ -151,9 +151,9 @@ void one_setting_change(benchmark::State &state, int groups)
     for (auto _ : state) {
         const std::string &text = requests[turn++ & 1];
         xml::doc_ptr request = xml::parse_memory(text.data(), static_cast<int>(text.size()));
-        xml::buffer_ptr reply(xmlBufferCreate());
+        reply_buffer reply;
         auto start = std::chrono::steady_clock::now();
-        int result = write_dom(reply.get(), xmlDocGetRootElement(request.get()), "nimbo", 0);
+        int result = write_dom(reply, xmlDocGetRootElement(request.get()), "nimbo", 0);
         times.add(std::chrono::steady_clock::now() - start);
         if (result != 0) state.SkipWithError("change refused");
     }

@@ -36,11 +36,10 @@ std::string configuration(int groups, size_t bytes)
 void run_request(benchmark::State &state, const std::string &request)
 {
     for (auto _ : state) {
-        xmlBufferPtr reply = nullptr;
-        int length = RCI_Processing(request.data(), request.size(), &reply, "nimbo");
+        reply_buffer reply;
+        int length = RCI_Processing(request.data(), request.size(), reply, "nimbo");
         if (length <= 0) state.SkipWithError("request failed");
         benchmark::DoNotOptimize(length);
-        xmlBufferFree(reply);
     }
 }
 

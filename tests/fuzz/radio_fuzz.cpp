@@ -48,11 +48,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                           std::string(reinterpret_cast<const char *>(data), size) + "</do_command>";
     xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
     if (!doc) return 0;
-    xml::buffer_ptr reply(xmlBufferCreate());
-    xmlBufferCCat(reply.get(), "<r>");
-    pelk_do_command(reply.get(), xmlDocGetRootElement(doc.get()), "pelk");
-    xmlBufferCCat(reply.get(), "</r>");
-    if (!xml::parse_memory(xml::chars(xmlBufferContent(reply.get())), xmlBufferLength(reply.get())))
-        std::abort();
+    reply_buffer reply;
+    reply.append("<r>");
+    pelk_do_command(reply, xmlDocGetRootElement(doc.get()), "pelk");
+    reply.append("</r>");
+    if (!xml::parse_memory(reply.c_str(), static_cast<int>(reply.size()))) std::abort();
     return 0;
 }

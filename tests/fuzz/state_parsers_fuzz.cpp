@@ -22,14 +22,13 @@ void require_inside(std::optional<std::string_view> value)
         std::abort();
 }
 
-void require_well_formed(void (*write)(xmlBufferPtr, std::string_view))
+void require_well_formed(void (*write)(reply_buffer &, std::string_view))
 {
-    xml::buffer_ptr reply(xmlBufferCreate());
-    xmlBufferCCat(reply.get(), "<r>");
-    write(reply.get(), input);
-    xmlBufferCCat(reply.get(), "</r>");
-    if (!xml::parse_memory(xml::chars(xmlBufferContent(reply.get())), xmlBufferLength(reply.get())))
-        std::abort();
+    reply_buffer reply;
+    reply.append("<r>");
+    write(reply, input);
+    reply.append("</r>");
+    if (!xml::parse_memory(reply.c_str(), static_cast<int>(reply.size()))) std::abort();
 }
 
 } // namespace

@@ -63,24 +63,24 @@ int set_clock(xmlNodePtr element)
 
 } // namespace
 
-int datetime(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int datetime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     tm local;
     char text[64];
     if (!local_now(local) || !asctime_r(&local, text)) return -1;
     text[std::strcspn(text, "\r\n")] = '\0';
-    reply_append(reply, text);
+    reply->append(text);
     return STATE_DONE;
 }
 
-int xmldatetime(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &)
+int xmldatetime(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return set_clock(element);
     tm local;
     char text[32];
     if (!local_now(local) || std::strftime(text, sizeof text, "%FT%T%z", &local) == 0) return -1;
-    reply_append(reply, text);
+    reply->append(text);
     trace("Time: %s, '%s', '%s'\n", text, tzname[0], tzname[1]);
     return STATE_DONE;
 }

@@ -1,5 +1,5 @@
 // The providers of device_stats' running figures. A figure that cannot be read is written as 0;
-// file contents go through reply_text, so that no value can break the reply.
+// file contents go through the reply's escaper, so that no value can break the reply.
 #include "base/log.h"
 #include "base/readers.h"
 #include "base/xml.h"
@@ -33,25 +33,25 @@ int read_value(const char *path, size_t piece, std::string &text)
 
 } // namespace
 
-int cpu(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int cpu(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int load = 0;
     if (getcpuload(&load) < 0) load = 0;
-    reply_printf(reply, "%d", load);
+    reply_printf(*reply, "%d", load);
     return STATE_DONE;
 }
 
-int uptime(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int uptime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     double seconds = 0;
     if (getuptime(&seconds) < 0) seconds = 0;
-    reply_printf(reply, "%.2lf", seconds);
+    reply_printf(*reply, "%.2lf", seconds);
     return STATE_DONE;
 }
 
-int memory(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int memory(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     uint64_t total = 0, free = 0;
@@ -59,54 +59,54 @@ int memory(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
     uint64_t figure = arg.selector == MEMORY_TOTAL  ? total
                       : arg.selector == MEMORY_USED ? total - free
                                                     : free;
-    reply_printf(reply, "%" PRIu64, figure);
+    reply_printf(*reply, "%" PRIu64, figure);
     return STATE_DONE;
 }
 
-int firmwarestate(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int firmwarestate(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     switch (firmware_state.load()) {
     case FIRMWARE_IDLE:
-        reply_append(reply, "running");
+        reply->append("running");
         break;
     case FIRMWARE_UPDATING:
-        reply_append(reply, "updating");
+        reply->append("updating");
         break;
     case FIRMWARE_FAILED:
-        reply_append(reply, "updatefailed");
+        reply->append("updatefailed");
         break;
     default:
-        reply_append(reply, "unknown");
+        reply->append("unknown");
         break;
     }
     return STATE_DONE;
 }
 
 // The value is passed on as the hardware-monitor driver writes it, unit and all.
-int cputemp(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &)
+int cputemp(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::string text;
     int result = read_value(temperature_file, 10, text);
     int error = errno;
-    reply_text(reply, text.data(), text.size());
+    reply->append_text(text);
     if (result < 0) {
         log_msg(LOG_ERR, "Error %d reading %s\n", error, temperature_file);
-        reply_error(reply, 2, "Descriptor not available",
+        reply_error(*reply, 2, "Descriptor not available",
                     element ? xml::chars(element->name) : "cputemp");
     }
     return STATE_DONE;
 }
 
-int servicehours(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int servicehours(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("svch")) return STATE_DONE;
     std::string text;
     if (read_value(service_hours_file, 20, text) < 0 && text.empty()) text.push_back('0');
-    reply_append(reply, "<servicehours>");
-    reply_text(reply, text.data(), text.size());
-    reply_append(reply, "</servicehours>");
+    reply->append("<servicehours>");
+    reply->append_text(text);
+    reply->append("</servicehours>");
     return STATE_DONE;
 }

@@ -1,6 +1,6 @@
 // The providers of device_info. Every text that comes from the system (host name, tool output,
-// file contents, capability values) goes through reply_text, so that no value can break the
-// reply.
+// file contents, capability values) goes through the reply's escaper, so that no value can break
+// the reply.
 #include "base/log.h"
 #include "reply/reply.h"
 #include "state/device/providers.h"
@@ -18,10 +18,10 @@
 namespace
 {
 
-int reply_found(xmlBufferPtr reply, const std::optional<std::string> &value)
+int reply_found(reply_buffer &reply, const std::optional<std::string> &value)
 {
     if (!value) return STATE_NO_VALUE;
-    reply_text(reply, value->data(), value->size());
+    reply.append_text(*value);
     return STATE_DONE;
 }
 
@@ -31,46 +31,46 @@ struct malloc_deleter {
 
 } // namespace
 
-int deviceid(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int deviceid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     unsigned char id[16];
     if (getdeviceid(id) < 0) return -1;
     char text[36 + 1];
     format_device_id(id, text);
-    reply_append(reply, text);
+    reply->append(text);
     return STATE_DONE;
 }
 
-int hostname(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int hostname(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     char name[64];
     if (gethostname(name, sizeof name) != 0) return -1;
     name[sizeof name - 1] = '\0';
-    reply_text(reply, name);
+    reply->append_text(name);
     return STATE_DONE;
 }
 
-int productid(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int productid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    return reply_found(reply, command_value("boardenv -d", arg.text));
+    return reply_found(*reply, command_value("boardenv -d", arg.text));
 }
 
-int pythonversion(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int pythonversion(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    return reply_found(reply, command_value("python -V 2>&1", "Python"));
+    return reply_found(*reply, command_value("python -V 2>&1", "Python"));
 }
 
-int firmware(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int firmware(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    return reply_found(reply, file_value("/etc/version", arg.text));
+    return reply_found(*reply, file_value("/etc/version", arg.text));
 }
 
-int model(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int model(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, malloc_deleter> value(capability_value(arg.text));
@@ -78,6 +78,6 @@ int model(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
         log_msg(LOG_ERR, "capability \"%s\" not found", arg.text);
         return STATE_NO_VALUE;
     }
-    reply_text(reply, value.get());
+    reply->append_text(value.get());
     return STATE_DONE;
 }

@@ -81,29 +81,29 @@ constexpr auto wlan1_rows = interface_rows(
             .name = "wlan_ap_key_mgmt", .provider = wlan_access_point, .arg = {.text = "key_mgmt"}},
     });
 
-int on_off(xmlBufferPtr reply, int mode, int (*probe)(const char *, int *), const char *name)
+int on_off(reply_buffer *reply, int mode, int (*probe)(const char *, int *), const char *name)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int flag = 0;
     if (probe(name, &flag) < 0) flag = 0;
-    reply_append(reply, flag ? "on" : "off");
+    reply->append(flag ? "on" : "off");
     return STATE_DONE;
 }
 
 // A failed probe prints as 0.0.0.0.
-int address(xmlBufferPtr reply, int mode, int (*probe)(const char *, in_addr_t *), const char *name)
+int address(reply_buffer *reply, int mode, int (*probe)(const char *, in_addr_t *),
+            const char *name)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     in_addr_t addr = 0;
     if (probe(name, &addr) < 0) addr = 0;
-    reply_append(reply, format_ipv4(addr).text);
+    reply->append(format_ipv4(addr).text);
     return STATE_DONE;
 }
 
-void trim_line_feed(xmlBufferPtr reply)
+void trim_line_feed(reply_buffer &reply)
 {
-    int length = xmlBufferLength(reply);
-    if (length > 0 && xmlBufferContent(reply)[length - 1] == '\n') reply_trim_end(reply, 1);
+    if (reply.view().ends_with('\n')) reply.truncate(reply.size() - 1);
 }
 
 } // namespace
@@ -121,85 +121,85 @@ ipv4_text format_ipv4(in_addr_t addr)
     return out;
 }
 
-int interface_mac(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_mac(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     unsigned char mac[6];
     if (getmac(arg.text, mac) < 0) return -1;
-    reply_printf(reply, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
+    reply_printf(*reply, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
                  mac[5]);
     return STATE_DONE;
 }
 
-int interface_link(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_link(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    reply_append(reply, getlink(arg.text) > 0 ? "on" : "off");
+    reply->append(getlink(arg.text) > 0 ? "on" : "off");
     return STATE_DONE;
 }
 
-int interface_dhcp(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_dhcp(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     return on_off(reply, mode, getdhcp, arg.text);
 }
 
-int interface_static(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_static(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     return on_off(reply, mode, getstatic, arg.text);
 }
 
-int interface_ip(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_ip(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     return address(reply, mode, getip, arg.text);
 }
 
-int interface_subnet(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_subnet(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     return address(reply, mode, getsubnet, arg.text);
 }
 
-int interface_gateway(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_gateway(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
 {
     return address(reply, mode, getgateway, arg.text);
 }
 
 // The kernel refuses some reads, such as the speed of a link that is down: then the field holds
 // the error element, after whatever came before the failure.
-int eth_file(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg)
+int eth_file(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!arg.text) return STATE_INVALID;
     char path[80];
     std::snprintf(path, sizeof path, "/sys/class/net/%s", arg.text);
-    int result = append_file(reply, path, 10);
+    int result = append_file(*reply, path, 10);
     int error = errno;
-    trim_line_feed(reply);
+    trim_line_feed(*reply);
     if (result < 0) {
         log_msg(LOG_ERR, "Error %d reading %s\n", error, path);
-        reply_error(reply, 2, "Descriptor not available",
+        reply_error(*reply, 2, "Descriptor not available",
                     element ? xml::chars(element->name) : nullptr);
     }
     return STATE_DONE;
 }
 
 // Without the GPIO file the product has no switch, and the field is left out.
-int eth_power(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int eth_power(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::string value;
     if (read_file("/var/run/gpio/ac_pwr_off/value", 1024, 10, value) < 0 || value.empty())
         return STATE_DONE;
-    reply_printf(reply, "<eth_power>%s</eth_power>\n", value[0] == '1' ? "on" : "off");
+    reply_printf(*reply, "<eth_power>%s</eth_power>\n", value[0] == '1' ? "on" : "off");
     return STATE_DONE;
 }
 
-int dns_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int dns_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     in_addr_t slots[dns_slots];
     if (getdns(slots) < 0) return -1;
     for (size_t i = 0; i < dns_slots; ++i)
-        reply_printf(reply, "<dns index=\"%zu\"><name>%s</name></dns>", i + 1,
+        reply_printf(*reply, "<dns index=\"%zu\"><name>%s</name></dns>", i + 1,
                      format_ipv4(slots[i]).text);
     return STATE_DONE;
 }

@@ -43,7 +43,7 @@ int bluetooth_info(bluegiga_device_info *record)
 
 } // namespace
 
-int bluetooth_state(xmlBufferPtr reply, xmlNodePtr, int, const state_arg &)
+int bluetooth_state(reply_buffer *reply, xmlNodePtr, int, const state_arg &)
 {
     bluegiga_device_info record{};
     if (bluetooth_info(&record) < 0) return -1;
@@ -61,7 +61,7 @@ int bluetooth_state(xmlBufferPtr reply, xmlNodePtr, int, const state_arg &)
         log_msg(LOG_ERR, "Failed to create bluetooth_state->address element");
         result = -1;
     }
-    if (xmlNodeDump(reply, nullptr, element.get(), 0, 0) < 0) {
+    if (!reply || reply->append_node(nullptr, element.get()) < 0) {
         log_msg(LOG_ERR, "Failure writing bluetooth_state");
         const xmlError *error = xmlGetLastError();
         if (error && error->message) log_msg(LOG_ERR, "Message: %s", error->message);

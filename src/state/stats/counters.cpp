@@ -49,7 +49,7 @@ std::string lower(std::string_view text)
 
 // One header line and its value line: "Section: Name1 Name2 ..." over "Section: 1 2 ...".
 // False when they do not belong to the same section, which ends the file's counters.
-bool snmp_section(xmlBufferPtr reply, std::string_view header, std::string_view values)
+bool snmp_section(reply_buffer &reply, std::string_view header, std::string_view values)
 {
     size_t colon = header.find(':');
     if (colon == std::string_view::npos ||
@@ -69,17 +69,17 @@ bool snmp_section(xmlBufferPtr reply, std::string_view header, std::string_view 
 
 } // namespace
 
-void reply_text_element(xmlBufferPtr reply, std::string_view name, std::string_view text)
+void reply_text_element(reply_buffer &reply, std::string_view name, std::string_view text)
 {
     std::string tag(name);
     reply_open_tag(reply, tag.c_str(), nullptr);
-    reply_text(reply, text.data(), text.size());
+    reply.append_text(text);
     reply_close_tag(reply, tag.c_str());
-    reply_append(reply, "\n");
+    reply.append("\n");
 }
 
 // The counters follow the name's colon; large byte counts leave no blank after it.
-void interface_counter_line(xmlBufferPtr reply, std::string_view line)
+void interface_counter_line(reply_buffer &reply, std::string_view line)
 {
     size_t colon = line.find(':');
     if (colon == std::string_view::npos) return;
@@ -94,7 +94,7 @@ void interface_counter_line(xmlBufferPtr reply, std::string_view line)
     }
 }
 
-void interface_counters(xmlBufferPtr reply, const char *ifname)
+void interface_counters(reply_buffer &reply, const char *ifname)
 {
     char command[256];
     std::snprintf(command, sizeof command, "grep %s: /proc/net/dev", ifname);
@@ -103,7 +103,7 @@ void interface_counters(xmlBufferPtr reply, const char *ifname)
     interface_counter_line(reply, output.substr(0, output.find('\n')));
 }
 
-void snmp_counter_text(xmlBufferPtr reply, std::string_view text)
+void snmp_counter_text(reply_buffer &reply, std::string_view text)
 {
     text_lines lines(text, text.size());
     std::string_view header, values;
@@ -111,7 +111,7 @@ void snmp_counter_text(xmlBufferPtr reply, std::string_view text)
         if (!snmp_section(reply, header, values)) return;
 }
 
-void snmp_counters(xmlBufferPtr reply, const char *path)
+void snmp_counters(reply_buffer &reply, const char *path)
 {
     std::string text;
     if (read_file(path, 1024, system_text_limit, text) < 0) return;

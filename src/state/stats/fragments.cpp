@@ -25,26 +25,26 @@ bool well_formed(const char *fragment)
     return xml::parse_memory(document.data(), static_cast<int>(document.size())) != nullptr;
 }
 
-int library_fragment(xmlBufferPtr reply, int mode, char *(*fetch)())
+int library_fragment(reply_buffer *reply, int mode, char *(*fetch)())
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, free_deleter> fragment(fetch());
     if (!fragment) return -1;
     if (well_formed(fragment.get()))
-        reply_append(reply, fragment.get());
+        reply->append(fragment.get());
     else
-        reply_text(reply, fragment.get());
+        reply->append_text(fragment.get());
     return STATE_DONE;
 }
 
 } // namespace
 
-int mobile_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int mobile_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     return library_fragment(reply, mode, cellmgr_get_rci);
 }
 
-int tethra_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int tethra_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     return library_fragment(reply, mode, tethra_query_state);
 }

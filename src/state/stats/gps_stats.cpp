@@ -21,16 +21,16 @@ void read_coordinate(const char *xpath, char (&value)[128])
 
 } // namespace
 
-int gps_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int gps_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("stpos")) return STATE_DONE;
     int32_t enabled = 0;
     if (config_get_bool(SAVE_CURRENT, "/config/static_position/enable", &enabled) < 0) {
         log_msg(LOG_ERR, "Failure reading gps_stats\n");
-        reply_append(reply, "<gps_stats>");
-        reply_error(reply, 2, "Descriptor not available", "gps_stats");
-        reply_append(reply, "</gps_stats>");
+        reply->append("<gps_stats>");
+        reply_error(*reply, 2, "Descriptor not available", "gps_stats");
+        reply->append("</gps_stats>");
         return STATE_DONE;
     }
     if (!enabled) return STATE_DONE;
@@ -52,11 +52,11 @@ int gps_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
         {"hdop", "99.9"},
         {"satellite_snr_list", "Not Available"},
     }};
-    reply_append(reply, "\n");
-    reply_open_tag(reply, "gps_stats", "static");
-    reply_append(reply, "\n");
+    reply->append("\n");
+    reply_open_tag(*reply, "gps_stats", "static");
+    reply->append("\n");
     for (const auto &[name, value] : lines)
-        reply_text_element(reply, name, value);
-    reply_append(reply, "</gps_stats>\n");
+        reply_text_element(*reply, name, value);
+    reply->append("</gps_stats>\n");
     return STATE_DONE;
 }

@@ -18,15 +18,15 @@ int capability_count(const char *name)
     return static_cast<int>(std::clamp(count, 0L, 256L));
 }
 
-int net_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int net_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    interface_counters(reply, "eth0");
-    snmp_counters(reply, "/proc/net/snmp");
+    interface_counters(*reply, "eth0");
+    snmp_counters(*reply, "/proc/net/snmp");
     return STATE_DONE;
 }
 
-int can_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int can_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int count = capability_count("can");
@@ -34,9 +34,9 @@ int can_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
     for (int bus = 0; bus < count; ++bus) {
         char ifname[16];
         std::snprintf(ifname, sizeof ifname, "can%d", bus);
-        reply_printf(reply, "<canbus index=\"%d\">\n", bus + 1);
-        interface_counters(reply, ifname);
-        reply_append(reply, "</canbus>\n");
+        reply_printf(*reply, "<canbus index=\"%d\">\n", bus + 1);
+        interface_counters(*reply, ifname);
+        reply->append("</canbus>\n");
     }
     return STATE_DONE;
 }

@@ -49,7 +49,7 @@ constexpr std::array modem_lines{
 };
 
 // A port whose driver keeps no counters (or no modem lines) leaves that block out.
-void write_line_state(xmlBufferPtr reply, int fd)
+void write_line_state(reply_buffer &reply, int fd)
 {
     serial_icounter_struct counters{};
     if (ioctl(fd, TIOCGICOUNT, &counters) == 0)
@@ -63,7 +63,7 @@ void write_line_state(xmlBufferPtr reply, int fd)
 }
 
 // The first port's service is the tcp_serial group without an index; the others are numbered.
-void write_connection(xmlBufferPtr reply, int port, std::string_view netstat)
+void write_connection(reply_buffer &reply, int port, std::string_view netstat)
 {
     char setting[80] = "/config/tcp_serial[not(@index)]/port";
     if (port > 0)
@@ -72,15 +72,15 @@ void write_connection(xmlBufferPtr reply, int port, std::string_view netstat)
     if (config_get_uint16(SAVE_CURRENT, setting, &tcp_port) < 0) return;
     std::optional<std::string_view> peer = netstat_peer(netstat, tcp_port);
     if (!peer) {
-        reply_append(reply, "<status>disconnected</status>\n");
+        reply.append("<status>disconnected</status>\n");
         return;
     }
-    reply_append(reply, "<status>connected</status>\n");
+    reply.append("<status>connected</status>\n");
     reply_text_element(reply, "ip", *peer);
 }
 
 // O_NONBLOCK: a port without carrier must not hold the query up in open.
-void write_port(xmlBufferPtr reply, int port, std::string_view netstat)
+void write_port(reply_buffer &reply, int port, std::string_view netstat)
 {
     char path[80];
     std::snprintf(path, sizeof path, "/dev/ttyR%d", port);
@@ -89,7 +89,7 @@ void write_port(xmlBufferPtr reply, int port, std::string_view netstat)
     reply_printf(reply, "<serial_stats index=\"%d\">\n", port + 1);
     write_line_state(reply, fd.get());
     write_connection(reply, port, netstat);
-    reply_append(reply, "</serial_stats>\n");
+    reply.append("</serial_stats>\n");
 }
 
 } // namespace
@@ -119,7 +119,7 @@ std::optional<std::string_view> netstat_peer(std::string_view netstat, uint16_t 
     return std::nullopt;
 }
 
-int serial_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int serial_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int count = capability_count("serial");
@@ -127,6 +127,6 @@ int serial_stats(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
     std::string netstat;
     read_command("netstat -tn|grep ESTABLISHED", 2047, netstat);
     for (int port = 0; port < count; ++port)
-        write_port(reply, port, netstat);
+        write_port(*reply, port, netstat);
     return STATE_DONE;
 }

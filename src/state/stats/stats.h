@@ -7,26 +7,26 @@
 #include <optional>
 #include <string_view>
 
-int mobile_stats(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int time_server_info(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int gps_stats(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int serial_stats(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int net_stats(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int python_info(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int can_info(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
-int tethra_info(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
+int mobile_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int time_server_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int gps_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int serial_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int net_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int python_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int can_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int tethra_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
 // Runs its query in either mode; without a reply buffer it cannot write and returns -1.
-int bluetooth_state(xmlBufferPtr reply, xmlNodePtr element, int mode, const state_arg &arg);
+int bluetooth_state(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
 
 // Writes the four traffic counters of one network interface, from "/proc/net/dev".
-void interface_counters(xmlBufferPtr reply, const char *ifname);
+void interface_counters(reply_buffer &reply, const char *ifname);
 // Writes every counter of a file laid out as "/proc/net/snmp".
-void snmp_counters(xmlBufferPtr reply, const char *path);
+void snmp_counters(reply_buffer &reply, const char *path);
 
 // The parsers behind them, on text. interface_counter_line takes the interface's line of
 // "/proc/net/dev"; snmp_counter_text takes the whole file.
-void interface_counter_line(xmlBufferPtr reply, std::string_view line);
-void snmp_counter_text(xmlBufferPtr reply, std::string_view text);
+void interface_counter_line(reply_buffer &reply, std::string_view line);
+void snmp_counter_text(reply_buffer &reply, std::string_view text);
 // The peer address of the first established connection to local TCP port `port` in the output
 // of "netstat -tn", or nothing.
 std::optional<std::string_view> netstat_peer(std::string_view netstat, uint16_t port);
@@ -35,4 +35,4 @@ std::optional<std::string_view> netstat_peer(std::string_view netstat, uint16_t 
 // decimal, 0x hexadecimal or leading-zero octal, limited to 0..256; -1 without the capability.
 int capability_count(const char *name);
 // Appends <NAME>TEXT</NAME> and a line feed, TEXT escaped.
-void reply_text_element(xmlBufferPtr reply, std::string_view name, std::string_view text);
+void reply_text_element(reply_buffer &reply, std::string_view name, std::string_view text);

@@ -14,7 +14,7 @@ namespace
 
 // A server line starts in the first column: "server NAME [options]". Indented and commented
 // lines are not in force.
-void write_servers(xmlBufferPtr reply, std::string_view configuration)
+void write_servers(reply_buffer &reply, std::string_view configuration)
 {
     text_lines lines(configuration, 127);
     std::string_view line;
@@ -27,14 +27,14 @@ void write_servers(xmlBufferPtr reply, std::string_view configuration)
         std::string_view name = next_token(line, " \t\n\r\f\v").substr(0, 63);
         if (name.empty()) continue;
         reply_printf(reply, "<server index=\"%d\"><name>", ++index);
-        reply_text(reply, name.data(), name.size());
-        reply_append(reply, "</name></server>\n");
+        reply.append_text(name);
+        reply.append("</name></server>\n");
     }
 }
 
 } // namespace
 
-int time_server_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &)
+int time_server_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("ntp")) return STATE_NO_VALUE;
@@ -43,8 +43,8 @@ int time_server_info(xmlBufferPtr reply, xmlNodePtr, int mode, const state_arg &
                      configuration) < 0 &&
         configuration.empty())
         return STATE_NO_VALUE;
-    reply_append(reply, "<time_server_info>\n");
-    write_servers(reply, configuration);
-    reply_append(reply, "</time_server_info>\n");
+    reply->append("<time_server_info>\n");
+    write_servers(*reply, configuration);
+    reply->append("</time_server_info>\n");
     return STATE_DONE;
 }

@@ -18,7 +18,7 @@ TEST(SetPassword, ThePasswordTextsOfTheRequestAreZeroBytesAfterwards)
         "<current_password>ab</current_password><password>new<![CDATA[ pass]]><b>word</b>"
         "</password><current_password>old password</current_password></do_command>";
     xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
-    xml::buffer_ptr reply(xmlBufferCreate());
+    reply_buffer reply;
     engine_channel channel;
     std::string sent;
     std::thread parent([&] {
@@ -26,7 +26,7 @@ TEST(SetPassword, ThePasswordTextsOfTheRequestAreZeroBytesAfterwards)
         channel.answer("p1");
     });
     xmlNodePtr command = xmlDocGetRootElement(doc.get());
-    EXPECT_EQ(set_password_command(reply.get(), command, "set_password", "python"), 0);
+    EXPECT_EQ(set_password_command(reply, command, "set_password", "python"), 0);
     parent.join();
     EXPECT_EQ(sent, "ppython\x1eold password\x1enew password");
 

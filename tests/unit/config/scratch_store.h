@@ -77,16 +77,3 @@ class scratch_store
     std::string folder_, local_, cfd_, worklog_, custom_, certs_, schema_;
     xml::doc_ptr pristine_;
 };
-
-// Error hints are written through the 255-byte formatter, which cuts a longer hint by design: an
-// element name longer than what "<hint></hint>" leaves of it may leave a reply that does not
-// parse. Names are measured as the reply carries them: decoded, in UTF-8 bytes.
-inline bool has_long_name(xmlNodePtr node)
-{
-    constexpr int hint_room = 255 - static_cast<int>(sizeof "<hint></hint>" - 1);
-    for (; node; node = node->next)
-        if (node->type == XML_ELEMENT_NODE &&
-            (xmlStrlen(node->name) > hint_room || has_long_name(node->children)))
-            return true;
-    return false;
-}

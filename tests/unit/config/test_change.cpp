@@ -35,14 +35,14 @@ class ConfigChange : public ::testing::Test
     {
         xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
         EXPECT_TRUE(doc) << request;
-        xml::buffer_ptr reply(xmlBufferCreate());
-        int result = handler(reply.get(), xmlDocGetRootElement(doc.get()));
-        return {result, xml::chars(xmlBufferContent(reply.get()))};
+        reply_buffer reply;
+        int result = handler(reply, xmlDocGetRootElement(doc.get()));
+        return {result, std::string(reply.view())};
     }
     static change_result change(const std::string &request, const char *source = "nimbo",
                                 int notify = 1)
     {
-        change_result r = call(request, [&](xmlBufferPtr reply, xmlNodePtr root) {
+        change_result r = call(request, [&](reply_buffer &reply, xmlNodePtr root) {
             return write_dom(reply, root, source, notify);
         });
         EXPECT_TRUE(xml::parse_memory(r.reply.data(), static_cast<int>(r.reply.size())))
@@ -51,7 +51,7 @@ class ConfigChange : public ::testing::Test
     }
     static change_result revert(const std::string &request)
     {
-        return call(request, [](xmlBufferPtr reply, xmlNodePtr root) {
+        return call(request, [](reply_buffer &reply, xmlNodePtr root) {
             return set_factory_default(reply, root, "nimbo");
         });
     }
@@ -201,7 +201,7 @@ TEST_F(ConfigChange, GrammarAdmitsTheImagesConfigurationAndRefusesWrongValues)
 {
     auto validate = [](const std::string &groups) {
         return call(
-            "<set_setting>" + groups + "</set_setting>", [](xmlBufferPtr out, xmlNodePtr root) {
+            "<set_setting>" + groups + "</set_setting>", [](reply_buffer &out, xmlNodePtr root) {
                 return validate_request(root, current_change_paths().schema, set_setting_rule, out);
             });
     };

@@ -28,9 +28,9 @@ class StoredConfig : public ::testing::Test
     {
         auto doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
         EXPECT_TRUE(doc) << request;
-        xml::buffer_ptr reply(xmlBufferCreate());
-        EXPECT_EQ(query_setting(reply.get(), xmlDocGetRootElement(doc.get()), "python"), 0);
-        std::string text = xml::chars(xmlBufferContent(reply.get()));
+        reply_buffer reply;
+        EXPECT_EQ(query_setting(reply, xmlDocGetRootElement(doc.get()), "python"), 0);
+        std::string text(reply.view());
         EXPECT_TRUE(xml::parse_memory(text.data(), static_cast<int>(text.size())))
             << "not well-formed: " << text;
         return text;

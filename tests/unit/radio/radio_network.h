@@ -57,7 +57,7 @@ inline std::string radio_reply(const std::string &subcommands)
     std::string request = "<do_command target=\"zigbee\">" + subcommands + "</do_command>";
     xml::doc_ptr doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
     if (!doc) return "(request not well formed)";
-    xml::buffer_ptr reply(xmlBufferCreate());
-    pelk_do_command(reply.get(), xmlDocGetRootElement(doc.get()), "zigbee");
-    return xml::chars(xmlBufferContent(reply.get()));
+    reply_buffer reply;
+    pelk_do_command(reply, xmlDocGetRootElement(doc.get()), "zigbee");
+    return std::string(reply.view());
 }

@@ -24,12 +24,11 @@ class RciProcessing : public ::testing::Test
     // All but the last `cut` bytes are handed over.
     static outcome process(const std::string &text, size_t cut = 0)
     {
-        xmlBufferPtr reply = nullptr;
-        int result = RCI_Processing(text.data(), text.size() - cut, &reply, "python");
-        outcome out{result, reply ? xml::chars(xmlBufferContent(reply)) : ""};
+        reply_buffer reply;
+        int result = RCI_Processing(text.data(), text.size() - cut, reply, "python");
+        outcome out{result, std::string(reply.view())};
         EXPECT_EQ(result < 0 ? size_t{0} : static_cast<size_t>(result), out.reply.size())
             << "a reply buffer comes with its length, and only then";
-        xmlBufferFree(reply);
         return out;
     }
 

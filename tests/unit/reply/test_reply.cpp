@@ -11,20 +11,22 @@ using namespace std::string_literals;
 namespace
 {
 
-struct reply_buffer {
-    xml::buffer_ptr buf{xmlBufferCreate()};
-    xmlBufferPtr get() const { return buf.get(); }
-    std::string text() const { return xml::chars(xmlBufferContent(buf.get())); }
-};
-
-xml::doc_ptr parse(const std::string &text)
+xml::doc_ptr parse(std::string_view text)
 {
     return xml::parse_memory(text.data(), static_cast<int>(text.size()));
 }
 
+std::string repeated(const std::string &piece, size_t count)
+{
+    std::string out;
+    for (size_t i = 0; i < count; ++i)
+        out += piece;
+    return out;
+}
+
 } // namespace
 
-TEST(Reply, ErrorElementItsLeadingBracketAndItsHintCut)
+TEST(Reply, ErrorElementAndItsLeadingBracket)
 {
     for (auto [before, hint, expected] : {
              std::tuple{"", "foo", "<error id=\"3\"><desc>D</desc><hint>foo</hint></error>"s},
@@ -32,16 +34,46 @@ TEST(Reply, ErrorElementItsLeadingBracketAndItsHintCut)
              {"<set_setting>", nullptr, "<set_setting><error id=\"3\"><desc>D</desc></error>"s},
          }) {
         reply_buffer r;
-        reply_append(r.get(), before);
-        reply_error(r.get(), 3, "D", hint);
-        EXPECT_EQ(r.text(), expected);
+        r.append(before);
+        reply_error(r, 3, "D", hint);
+        EXPECT_EQ(r.view(), expected);
     }
-    // The description is unbounded; the hint element, tags included, is cut at 255 characters.
-    std::string desc(400, 'd');
+}
+
+// Wherever a text is cut (a hint, a formatted piece), the cut falls before a tag, an entity or a
+// character that would not fit, and the reply still parses.
+TEST(Reply, CutsNeverFallInsideATagAnEntityOrACharacter)
+{
+    EXPECT_EQ(reply_cut("ab<cd>ef", 4), 2u);
+    EXPECT_EQ(reply_cut("ab<cd>ef", 6), 6u);
+    EXPECT_EQ(reply_cut("a&amp;b", 4), 1u);
+    EXPECT_EQ(reply_cut("a\xe2\x82\xac", 3), 1u);
+    EXPECT_EQ(reply_cut("a<b&lt;", 40), 7u);
+
+    // The hint element, tags included, takes at most 255 bytes; the description has no limit.
+    const std::string desc(400, 'd');
+    for (auto [hint, kept] : {
+             std::tuple{std::string(400, 'h'), std::string(242, 'h')},
+             {"x" + std::string(60, '&'), "x" + repeated("&amp;", 48)},
+             {repeated("\xe2\x82\xac", 100), repeated("\xe2\x82\xac", 80)},
+         }) {
+        reply_buffer r;
+        r.append("<v>");
+        reply_error(r, 7, desc.c_str(), hint.c_str());
+        r.append("</v>");
+        EXPECT_EQ(r.view(), "<v><error id=\"7\"><desc>" + desc + "</desc><hint>" + kept +
+                                "</hint></error></v>");
+        EXPECT_TRUE(parse(r.view()));
+    }
+
+    // A formatted piece longer than 255 bytes keeps exactly 255 when the cut falls in text, and
+    // drops a tag it would break.
     reply_buffer r;
-    reply_error(r.get(), 7, desc.c_str(), std::string(400, 'h').c_str());
-    EXPECT_EQ(r.text(), "<error id=\"7\"><desc>" + desc + "</desc><hint>" + std::string(249, 'h') +
-                            "</error>");
+    reply_printf(r, "%s", std::string(300, 'a').c_str());
+    EXPECT_EQ(r.view(), std::string(255, 'a'));
+    r.truncate(0);
+    reply_printf(r, "<v>x</v><w a=\"%s\"/>", std::string(300, 'a').c_str());
+    EXPECT_EQ(r.view(), "<v>x</v>");
 }
 
 TEST(Reply, AttributesAreEchoedWithoutEntityReferences)
@@ -51,9 +83,9 @@ TEST(Reply, AttributesAreEchoedWithoutEntityReferences)
         parse("<!DOCTYPE r [<!ENTITY e \"x'&amp;&lt;y\">]><r a=\"1&e;2\" b=\"&quot;\"/>");
     ASSERT_TRUE(doc);
     reply_buffer echoed;
-    reply_empty_tag_attrs(echoed.get(), xmlDocGetRootElement(doc.get()));
-    EXPECT_EQ(echoed.text(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
-    EXPECT_TRUE(parse(echoed.text()));
+    reply_empty_tag_attrs(echoed, xmlDocGetRootElement(doc.get()));
+    EXPECT_EQ(echoed.view(), "<r a=\"1x'&amp;&lt;y2\" b=\"&quot;\"/>");
+    EXPECT_TRUE(parse(echoed.view()));
 }
 
 // Whatever bytes the system hands over, the element they end up in parses and keeps every
@@ -69,12 +101,12 @@ TEST(Reply, SystemTextAlwaysParses)
     };
     for (const std::string &text : cases) {
         reply_buffer r;
-        reply_append(r.get(), "<v>");
-        reply_text(r.get(), text.data(), text.size());
-        reply_append(r.get(), "</v>");
-        ASSERT_TRUE(parse(r.text())) << r.text();
+        r.append("<v>");
+        r.append_text(text);
+        r.append("</v>");
+        ASSERT_TRUE(parse(r.view())) << r.view();
     }
     reply_buffer r;
-    reply_text(r.get(), "a&b<c>d \xc3\xa9\x01");
-    EXPECT_EQ(r.text(), "a&amp;b&lt;c&gt;d \xc3\xa9?");
+    r.append_text("a&b<c>d \xc3\xa9\x01");
+    EXPECT_EQ(r.view(), "a&amp;b&lt;c&gt;d \xc3\xa9?");
 }

@@ -11,11 +11,11 @@ namespace
 {
 
 // What `write` makes of `text` in a reply of its own.
-std::string written(void (*write)(xmlBufferPtr, std::string_view), std::string_view text)
+std::string written(void (*write)(reply_buffer &, std::string_view), std::string_view text)
 {
-    xml::buffer_ptr reply(xmlBufferCreate());
-    write(reply.get(), text);
-    return xml::chars(xmlBufferContent(reply.get()));
+    reply_buffer reply;
+    write(reply, text);
+    return std::string(reply.view());
 }
 
 } // namespace

@@ -15,9 +15,9 @@ namespace
 {
 
 // Writes the row's argument text, so the reply shows which row ran with which request element.
-int show(xmlBufferPtr reply, xmlNodePtr element, int, const state_arg &arg)
+int show(reply_buffer *reply, xmlNodePtr element, int, const state_arg &arg)
 {
-    reply_printf(reply, "%s@%s", arg.text, xml::chars(element->name));
+    reply_printf(*reply, "%s@%s", arg.text, xml::chars(element->name));
     return arg.selector;
 }
 
@@ -58,12 +58,12 @@ TEST(Walker, RequestElementsSelectRowsInTheirOrderAndCapabilitiesTheProductHas)
     };
     for (const auto &w : walks) {
         xml::doc_ptr doc = xml::parse_memory(w.request, static_cast<int>(std::strlen(w.request)));
-        xml::buffer_ptr reply(xmlBufferCreate());
-        EXPECT_EQ(render_state_table(reply.get(), xmlDocGetRootElement(doc.get()), STATE_QUERY,
+        reply_buffer reply;
+        EXPECT_EQ(render_state_table(&reply, xmlDocGetRootElement(doc.get()), STATE_QUERY,
                                      {.table = &table}),
                   w.result)
             << w.request;
-        EXPECT_STREQ(xml::chars(xmlBufferContent(reply.get())), w.shown) << w.request;
+        EXPECT_EQ(reply.view(), w.shown) << w.request;
     }
     unsetenv("VEXA_SIM_DATA");
 }
