@@ -22,12 +22,12 @@ int failure_errno(ssize_t count)
     return count < 0 ? static_cast<int>(-count) : 0;
 }
 
-int read_length(int fd, const payload_rule &rule)
+int read_length(int fd, const payload_reading &reading)
 {
     unsigned char length = 0;
     ssize_t count = read_some(fd, &length, 1);
     if (count < 1) {
-        log_msg(LOG_CRIT, rule.length_unreadable, failure_errno(count));
+        log_msg(LOG_CRIT, reading.length_unreadable, failure_errno(count));
         return -1;
     }
     return length;
@@ -43,13 +43,13 @@ void discard(int fd, size_t length, size_t chunk)
     }
 }
 
-int read_exactly(int fd, const payload_rule &rule, char *buf, size_t length)
+int read_exactly(int fd, const payload_reading &reading, char *buf, size_t length)
 {
     size_t got = 0;
     while (got < length) {
         ssize_t count = read_some(fd, buf + got, length - got);
         if (count <= 0) {
-            log_msg(LOG_CRIT, rule.payload_unreadable, failure_errno(count));
+            log_msg(LOG_CRIT, reading.payload_unreadable, failure_errno(count));
             return -1;
         }
         got += static_cast<size_t>(count);
@@ -60,14 +60,24 @@ int read_exactly(int fd, const payload_rule &rule, char *buf, size_t length)
 
 } // namespace
 
-int read_payload(int fd, const payload_rule &rule, char *buf, size_t size)
+int read_payload(int fd, const letter_rule &rule, const payload_reading &reading, char *buf,
+                 size_t size)
 {
-    int length = read_length(fd, rule);
+    int length = read_length(fd, reading);
     if (length < 0) return -1;
-    if (length < rule.min || length > rule.max || static_cast<size_t>(length) >= size) {
+    auto bytes = static_cast<size_t>(length);
+    if (!payload_length_valid(rule, bytes) || bytes >= size) {
         log_msg(LOG_ERR, rule.invalid_length, length);
-        discard(fd, static_cast<size_t>(length), rule.chunk);
+        discard(fd, bytes, reading.chunk);
         return -1;
     }
-    return read_exactly(fd, rule, buf, static_cast<size_t>(length));
+    return read_exactly(fd, reading, buf, bytes);
+}
+
+bool payload_content_valid(const letter_rule &rule, const char *payload, size_t length,
+                           int priority)
+{
+    if (!rule.check || rule.check(payload, length)) return true;
+    log_msg(priority, "%s", rule.invalid_content);
+    return false;
 }

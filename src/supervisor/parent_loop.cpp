@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -32,82 +33,56 @@ constexpr answer_notes password_answer{
     .short_write = "Pipe did not accept entire sp response! %d of %d",
 };
 
-constexpr payload_rule date_payload{
-    .min = 20,
-    .max = 25,
+constexpr payload_reading date_reading{
     .chunk = 26,
     .length_unreadable = "Unable to read date from pipe, errno %d\n",
     .payload_unreadable = "Unable to read date from pipe, errno %d\n",
-    .invalid_length = "Invalid date set length %d, ignored.\n",
 };
-constexpr payload_rule password_payload{
-    .min = 3,
-    .max = 99,
+constexpr payload_reading password_reading{
     .chunk = 100,
     .length_unreadable = "Unable to read length from pipe, errno %d\n",
     .payload_unreadable = "Unable to read user from pipe, errno %d\n",
-    .invalid_length = "Invalid user set length %d, ignored.\n",
 };
 
-// One letter that the engine may send. `payload` says how the letter's payload is read (nullptr:
-// it has none); `pending` is the bit that defers the action until the pipe has gone quiet, so
-// that a burst of the letter runs it once (RUN_AT_ONCE: the action runs as the letter arrives);
-// `answer`, when set, makes the parent write the letter and "1" (action succeeded) or "0" back;
-// `failure_note` is logged at LOG_CRIT when the action fails.
+// What the parent does with one letter; the letter's rule (letters.h) says whether it carries a
+// payload and whether it is answered. `reading` says how a payload is read; `content_priority`
+// is the priority of the log line for a payload whose content the rule refuses; `pending` is the
+// bit that defers the action until the pipe has gone quiet, so that a burst of the letter runs it
+// once (RUN_AT_ONCE: the action runs as the letter arrives); `answer` names the messages for an
+// answer that the pipe did not take; `failure_note` is logged at LOG_CRIT when the action fails.
 struct letter_row {
     parent_letter letter;
-    const payload_rule *payload;
-    unsigned pending;
+    const payload_reading *reading = nullptr;
+    int content_priority = LOG_ERR;
+    unsigned pending = RUN_AT_ONCE;
     parent_action action;
-    const answer_notes *answer;
-    const char *failure_note;
+    const answer_notes *answer = &action_answer;
+    const char *failure_note = nullptr;
 };
 
 // Deferred rows run in table order: generate before the tunnel start.
 constexpr std::array letter_table{
-    letter_row{.letter = LETTER_REBOOT,
-               .payload = nullptr,
-               .pending = RUN_AT_ONCE,
-               .action = reboot_action,
-               .answer = nullptr,
-               .failure_note = nullptr},
-    letter_row{.letter = LETTER_DATE,
-               .payload = &date_payload,
-               .pending = RUN_AT_ONCE,
-               .action = set_date,
-               .answer = nullptr,
-               .failure_note = nullptr},
-    letter_row{.letter = LETTER_GENERATE,
-               .payload = nullptr,
-               .pending = PENDING_GENERATE,
-               .action = generate_action,
-               .answer = nullptr,
-               .failure_note = nullptr},
-    letter_row{.letter = LETTER_TUNNEL,
-               .payload = nullptr,
-               .pending = PENDING_TUNNEL,
-               .action = start_tunnel,
-               .answer = &action_answer,
-               .failure_note = nullptr},
+    letter_row{.letter = LETTER_REBOOT, .action = reboot_action},
+    letter_row{.letter = LETTER_DATE, .reading = &date_reading, .action = set_date},
+    letter_row{.letter = LETTER_GENERATE, .pending = PENDING_GENERATE, .action = generate_action},
+    letter_row{.letter = LETTER_TUNNEL, .pending = PENDING_TUNNEL, .action = start_tunnel},
     letter_row{.letter = LETTER_REVERT,
-               .payload = nullptr,
-               .pending = RUN_AT_ONCE,
                .action = revert_passwords,
-               .answer = nullptr,
                .failure_note = "revert_to_factory: Unable to reset associated items!\n"},
-    letter_row{.letter = LETTER_FIRMWARE,
-               .payload = nullptr,
-               .pending = RUN_AT_ONCE,
-               .action = apply_firmware,
-               .answer = &action_answer,
-               .failure_note = nullptr},
+    letter_row{.letter = LETTER_FIRMWARE, .action = apply_firmware},
     letter_row{.letter = LETTER_PASSWORD,
-               .payload = &password_payload,
-               .pending = RUN_AT_ONCE,
+               .reading = &password_reading,
+               .content_priority = LOG_CRIT,
                .action = read_password_request,
-               .answer = &password_answer,
-               .failure_note = nullptr},
+               .answer = &password_answer},
 };
+static_assert(letter_table.size() == letter_rules.size(), "the parent serves every letter");
+static_assert(std::ranges::all_of(letter_table,
+                                  [](const letter_row &row) {
+                                      const letter_rule *rule = find_letter_rule(row.letter);
+                                      return rule && has_payload(*rule) == (row.reading != nullptr);
+                                  }),
+              "a letter's payload is read as its rule says");
 
 const letter_row *find_letter(int letter)
 {
@@ -138,20 +113,27 @@ void write_answer(int fd, parent_letter letter, bool succeeded, const answer_not
         log_msg(LOG_CRIT, notes.short_write, static_cast<int>(count), 2);
 }
 
-// The row's payload is read here, before the action, so that every payload leaves the pipe whole
-// (or up to the end of file) whatever the action does with it.
+// The payload is read and checked here, before the action, so that every payload leaves the pipe
+// whole (or up to the end of file) whatever the action does with it, and no action sees one that
+// the letter's rule refuses.
 void run_letter(const parent_link &link, const letter_row &row)
 {
-    char payload[100];
+    const letter_rule &rule = *find_letter_rule(row.letter);
+    char payload[max_letter_payload + 1];
     int length = 0;
     int result = -1;
-    if (row.payload) length = read_payload(link.from_engine, *row.payload, payload, sizeof payload);
+    if (has_payload(rule)) {
+        length = read_payload(link.from_engine, rule, *row.reading, payload, sizeof payload);
+        if (length >= 0 && !payload_content_valid(rule, payload, static_cast<size_t>(length),
+                                                  row.content_priority))
+            length = -1;
+    }
     if (length >= 0)
-        result = row.action(row.payload ? payload : nullptr, static_cast<size_t>(length));
+        result = row.action(has_payload(rule) ? payload : nullptr, static_cast<size_t>(length));
     // Password payloads must not outlive their use.
     explicit_bzero(payload, sizeof payload);
     if (result < 0 && row.failure_note) log_msg(LOG_CRIT, "%s", row.failure_note);
-    if (row.answer) write_answer(link.to_engine, row.letter, result == 0, *row.answer);
+    if (rule.answered) write_answer(link.to_engine, row.letter, result == 0, *row.answer);
 }
 
 struct loop_state {

@@ -49,7 +49,9 @@ int date_payload(const char *value, char (&payload)[1 + 31 + 1])
 }
 
 // Only UTC and zone-less local times are taken: a text with a "Z" goes on as local time with the
-// Z left in, for the parent and its date tool to judge. No answer is awaited.
+// Z left in, for the parent and its date tool to judge. No answer is awaited, and a payload that
+// the parent would refuse (too long, a quote in it) is not sent at all: the channel logs why, and
+// the client is answered as if it had been.
 int set_clock(xmlNodePtr element)
 {
     xmlNodePtr first = element ? element->children : nullptr;

@@ -1,4 +1,5 @@
 #include "support/engine_channel.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -12,13 +13,14 @@
 #include <thread>
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 constexpr int rounds = 400;
 
 TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
 {
     engine_channel channel;
-    const std::string dates(25, 'a'), users(99, 'b');
+    const std::string dates(25, 'a'), times = "l2024-05-01 10:20:30";
     auto repeat = [](auto step) {
         return std::thread([step] {
             for (int i = 0; i < rounds; ++i)
@@ -27,7 +29,7 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
     };
     std::thread senders[] = {
         repeat([&] { parent_send_data(LETTER_DATE, dates.size(), dates.data()); }),
-        repeat([&] { parent_send_data(LETTER_PASSWORD, users.size(), users.data()); }),
+        repeat([&] { parent_send_data(LETTER_DATE, times.size(), times.data()); }),
         repeat([] { parent_send(LETTER_GENERATE); })};
     std::map<std::string, int> seen;
     for (int i = 0; i < 3 * rounds; ++i)
@@ -35,7 +37,7 @@ TEST(Channel, ConcurrentSendersNeverInterleaveAndEachRequesterReadsItsOwnAnswer)
     for (std::thread &sender : senders)
         sender.join();
     EXPECT_EQ(seen, (std::map<std::string, int>{
-                        {"d" + dates, rounds}, {"p" + users, rounds}, {"g", rounds}}));
+                        {"d" + dates, rounds}, {"d" + times, rounds}, {"g", rounds}}));
 
     auto answer_all = [&] {
         for (int i = 0; i < 2 * rounds; ++i) {
@@ -84,4 +86,50 @@ TEST(Channel, SendingNeverWaitsForAnOpenExchange)
     EXPECT_EQ(channel.read_message(), "g");
     EXPECT_EQ(channel.read_message(), std::string("d") + date);
     EXPECT_TRUE(answered);
+}
+
+// The rules both sides hold a letter to: what the parent would refuse, the engine does not send,
+// and its log says why in the parent's words.
+TEST(Channel, TheEngineSendsNothingTheParentWouldRefuse)
+{
+    EXPECT_TRUE(date_text_valid("u2024-05-01 10:20:30Z", 21));
+    for (std::string text : {"u2024-05-01 10:20:3'"s, "u2024-05-01\n10:20:30"s,
+                             "l2024-05-01 10:20:30\x7f"s, "u2024-05-0\0 10:20:30"s})
+        EXPECT_FALSE(date_text_valid(text.data(), text.size())) << text;
+    EXPECT_TRUE(password_request_valid("a\x1e\x1e"
+                                       "b\x1e"
+                                       "c\x1e",
+                                       7));
+    for (std::string request : {"a\x1e"
+                                "b"s,
+                                "\x1e"
+                                "a\x1e\x1e"
+                                "b"s,
+                                "a\x1e"
+                                "b\x1e"
+                                "c\x1e"
+                                "d"s,
+                                "a\x1e"
+                                "b\x1e"
+                                "c\0"s})
+        EXPECT_FALSE(password_request_valid(request.data(), request.size())) << request;
+
+    engine_channel channel;
+    log_capture log;
+    const std::string long_date = "u2024-05-01 10:20:30.123456";
+    EXPECT_EQ(parent_send_data(LETTER_DATE, long_date.size(), long_date.data()), -1);
+    EXPECT_TRUE(log.has(LOG_ERR, "Letter 'd' not sent, the parent would refuse it: Invalid date "
+                                 "set length 27, ignored.\n"));
+    char answer[2] = {};
+    EXPECT_EQ(parent_request(LETTER_PASSWORD, 5,
+                             "a\x1e\x1e"
+                             "b\x1e",
+                             answer, sizeof answer),
+              -1);
+    EXPECT_TRUE(log.has(LOG_ERR, "Letter 'p' not sent, the parent would refuse it: Did not "
+                                 "receive expected tokens"));
+    EXPECT_EQ(parent_send_data(LETTER_REBOOT, 1, "x"), -1);
+    EXPECT_EQ(parent_send(LETTER_FIRMWARE), -1) << "an answer nobody reads";
+    EXPECT_EQ(parent_send(LETTER_GENERATE), 0);
+    EXPECT_EQ(channel.read_message(), "g") << "nothing refused reached the pipe";
 }

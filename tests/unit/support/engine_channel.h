@@ -31,9 +31,8 @@ struct engine_channel {
         char letter = 0;
         unsigned char length = 0;
         if (read(to_parent[0], &letter, 1) != 1) return "";
-        if ((letter == LETTER_DATE || letter == LETTER_PASSWORD) &&
-            read(to_parent[0], &length, 1) != 1)
-            return "";
+        const letter_rule *rule = find_letter_rule(static_cast<unsigned char>(letter));
+        if (rule && has_payload(*rule) && read(to_parent[0], &length, 1) != 1) return "";
         std::string message(1 + length, letter);
         for (size_t got = 1; got < message.size();) {
             ssize_t count = read(to_parent[0], message.data() + got, message.size() - got);
