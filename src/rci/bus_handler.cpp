@@ -88,7 +88,7 @@ void write_config(const bus_message &message, bus_reply &reply)
         config_parse_xmltree(reply.text, text.c_str(), static_cast<int>(text.size()), "python");
     // A reply that could not be built whole is not sent.
     reply.with_text = !reply.text.failed();
-    if (!reply.with_text) reply.result = -1;
+    if (!reply.with_text) reply.result = BUS_RESULT_FAILED;
 }
 
 void read_config(const bus_message &message, bus_reply &reply)
@@ -101,14 +101,14 @@ void read_config(const bus_message &message, bus_reply &reply)
                       !reply.text.failed();
     if (!reply.with_text) {
         log_msg(LOG_ERR, "vexacsd_config_read_xmltree failed, ret -1\n");
-        reply.result = -1;
+        reply.result = BUS_RESULT_FAILED;
     }
 }
 
 void ignored(const bus_message &message, bus_reply &reply)
 {
     log_msg(LOG_ERR, "ignored op=%d\n", message.op);
-    reply.result = -1;
+    reply.result = BUS_RESULT_FAILED;
 }
 
 constexpr std::array bus_operations{
