@@ -11,7 +11,7 @@
 namespace
 {
 
-int radio_target(reply_buffer &reply, xmlNodePtr command, const char *target, const char *)
+int pelk_target(reply_buffer &reply, xmlNodePtr command, const char *target, request_source)
 {
     return pelk_do_command(reply, command, target);
 }
@@ -24,8 +24,8 @@ struct command_target {
 
 // Every name that is not here is some local client's.
 constexpr std::array command_targets{
-    command_target{.name = "pelk", .run = radio_target},
-    command_target{.name = "zigbee", .run = radio_target},
+    command_target{.name = "pelk", .run = pelk_target},
+    command_target{.name = "zigbee", .run = pelk_target},
     command_target{.name = "update", .run = firmware_update_command},
     command_target{.name = "set_password", .run = set_password_command},
 };
@@ -40,7 +40,7 @@ command_target_fn find_target(const char *name, command_target_fn other_target)
 
 // The target is written escaped and whole, so that any name the request carries leaves the reply
 // well formed.
-int do_command(reply_buffer &reply, xmlNodePtr command, const char *source,
+int do_command(reply_buffer &reply, xmlNodePtr command, request_source source,
                command_target_fn other_target)
 {
     xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));

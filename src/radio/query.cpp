@@ -26,18 +26,21 @@ void write_field(reply_buffer &reply, const catalogue_row &row, const char *text
 
 int query(reply_buffer &reply, xmlNodePtr element)
 {
-    radio_target target;
+    pelk_node target;
     if (open_radio_element(reply, element, target) < 0) return -1;
     reply.append("\n  <radio>\n");
-    int result = pelk_list_fields(reply, target.node(), target.network,
-                                  xml::name_is(element, "query_setting"));
+    int result =
+        pelk_list_fields(reply, target.node(), target.network,
+                         xml::name_is(element, "query_setting") ? catalogue_choice::settings
+                                                                : catalogue_choice::state);
     reply.append("  </radio>\n");
     return result;
 }
 
 } // namespace
 
-int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t network, int which)
+int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t network,
+                     catalogue_choice which)
 {
     catalogue_selector sel;
     if (catalogue_select(sel, address, network, which) < 0) {

@@ -31,7 +31,7 @@ struct malloc_deleter {
 
 } // namespace
 
-int deviceid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int deviceid(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     unsigned char id[16];
@@ -42,7 +42,7 @@ int deviceid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int hostname(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int hostname(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     char name[64];
@@ -52,25 +52,25 @@ int hostname(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int productid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int productid(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_found(*reply, command_value("boardenv -d", arg.text));
 }
 
-int pythonversion(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int pythonversion(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_found(*reply, command_value("python -V 2>&1", "Python"));
 }
 
-int firmware(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int firmware(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_found(*reply, file_value("/etc/version", arg.text));
 }
 
-int model(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int model(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, malloc_deleter> value(capability_value(arg.text));
