@@ -1,0 +1,117 @@
+#!/bin/bash
+# PID 1 of the fresh root's private mount and PID namespaces (started by run_fresh_root.sh).
+# Mounts what a running Debian has, then runs each step inside the root as root, in the order a
+# new user would. However it ends (a failed step, Ctrl-C, SIGTERM), it ends every other process
+# of the namespace, removes its mounts in reverse order and checks that none is left.
+#
+# Usage: root_init.sh ROOT BUNDLE LOG [all]
+#   the steps: git clone, scripts/setup, scripts/device demo, the clients' system tests;
+#   with "all": git clone, then scripts/test in place of the rest.
+set -uo pipefail
+
+root=$1
+bundle=$2
+log=$3
+mode=${4:-}
+mounts=()
+# Each step runs as a job of its own, so that a signal reaches this shell's traps at once.
+set -m
+
+mounts_under() {
+    awk -v dir="$1" '$5 == dir || index($5, dir "/") == 1 { print $5 }' /proc/self/mountinfo
+}
+
+teardown() {
+    local status=$1 tries=0 i
+    trap '' INT TERM HUP
+    kill -KILL -1 2>/dev/null
+    while kill -0 -1 2>/dev/null && [ $tries -lt 100 ]; do
+        sleep 0.1
+        tries=$((tries + 1))
+    done
+    for ((i = ${#mounts[@]} - 1; i >= 0; i--)); do
+        umount -R "${mounts[i]}" || status=1
+    done
+    if [ -n "$(mounts_under "$root")" ]; then
+        echo "fresh root: mounts left under $root:" $(mounts_under "$root") >&2
+        status=1
+    fi
+    exit "$status"
+}
+
+failed() {
+    [ ! -s "$log" ] || tail -n 40 "$log" >&2
+    echo "fresh root: $*" >&2
+    teardown 1
+}
+
+trap 'failed "interrupted"' INT
+trap 'failed "terminated"' TERM HUP
+
+mount_at() {
+    mount "$@" || failed "mount $* failed"
+    mounts+=("${!#}")
+}
+
+# The root is a mount of its own, so that the simulated gateway inside can make its mounts
+# private and pivot into its own root.
+mount_at --bind "$root" "$root"
+mount_at -t proc fresh-proc "$root/proc"
+mount_at -t sysfs fresh-sys "$root/sys"
+mount_at --rbind /dev "$root/dev"
+mount_at -t tmpfs -o mode=1777 fresh-tmp "$root/tmp"
+mount_at -t tmpfs -o mode=0755 fresh-run "$root/run"
+mkdir -m 1777 "$root/run/lock"
+cp "$bundle" "$root/tmp/vexacsd.bundle"
+
+# The root's own environment, as a login would give it; the machine's proxy variables, if any,
+# pass on like its apt proxy settings.
+# VEXA_FRESH_ROOT tells scripts/test not to start a fresh root inside this one.
+environment=(PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root TERM=dumb
+    VEXA_FRESH_ROOT=1)
+for variable in http_proxy https_proxy no_proxy HTTP_PROXY HTTPS_PROXY NO_PROXY; do
+    [ -z "${!variable:-}" ] || environment+=("$variable=${!variable}")
+done
+
+step() {
+    local name=$1 command=$2 started=$SECONDS status=0
+    printf '\n== %s\n' "$name" >>"$log"
+    chroot "$root" /usr/bin/env -i "${environment[@]}" bash -c "cd /root && $command" \
+        </dev/null >>"$log" 2>&1 &
+    wait $! || status=$?
+    [ $status -eq 0 ] || failed "$name failed (exit $status; the lines above are its last)"
+    printf '  %-44s %4d s\n' "$name" $((SECONDS - started))
+}
+
+# A missing program does not always fail the step that runs it: the demo's tour goes on past a
+# request that got no reply.
+missing_programs() {
+    grep -E 'command not found|: not found$|failed to execute|\(no reply\)' "$log"
+}
+
+clients_steps() {
+    step "scripts/setup" "cd vexacsd && scripts/setup"
+    grep -m 1 '^setup: installing' "$log" | awk '{ printf "  (setup installed %d packages)\n", NF - 2 }'
+    step "scripts/device demo" "cd vexacsd && scripts/device demo"
+    step "system tests: Python client, rci tool" \
+        "cd vexacsd && ctest --test-dir build -R '^system_(python_client|bus_sources)\$' --no-tests=error --output-on-failure"
+    # CTest counts a test that skipped itself (exit 77) as passed.
+    local summary
+    if grep -q 'did not run' "$log" || ! summary=$(grep -E 'tests passed, 0 tests failed out of 2$' "$log"); then
+        failed "the two system tests did not both run"
+    fi
+    echo "  $summary"
+}
+
+step "git clone of this commit" \
+    "git -c advice.detachedHead=false clone -q /tmp/vexacsd.bundle vexacsd"
+if [ "$mode" = all ]; then
+    step "scripts/test" "cd vexacsd && scripts/test"
+    tail -n 1 "$log" | sed 's/^/  /'
+else
+    clients_steps
+fi
+if missing=$(missing_programs); then
+    failed "a program is missing: $missing"
+fi
+teardown 0

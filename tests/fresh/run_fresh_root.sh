@@ -1,0 +1,73 @@
+#!/bin/bash
+# The README's two commands as a new user meets them: in a minimal Debian 12 root that holds git
+# and nothing more (what a container image of Debian 12 holds), as root, a clone of this commit
+# runs scripts/setup, scripts/device demo and the system tests of the project's clients (the
+# Python module and the rci tool). setup's packages come from the distribution through the root's
+# own apt, which mmdebstrap set up as the machine's.
+#
+# The bare root is built once per machine (scripts/lib/debian-root.sh); each run unpacks it into a
+# folder of its own under /var/tmp and removes it at the end. Everything inside runs in private
+# mount and PID namespaces (root_init.sh), so its mounts never reach the host and its processes,
+# the simulated gateways' included, end with it. Prints one line per step with its time; on a
+# failure the end of the steps' output and one line that says which step failed.
+#
+# Usage: run_fresh_root.sh [--all]   (--all: the clone runs the whole scripts/test instead, which
+#                                     takes a quarter of an hour; scripts/test runs the default)
+set -euo pipefail
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+work=""
+mode=""
+case ${1:-} in
+"") ;;
+--all) mode=all ;;
+*)
+    echo "usage: $0 [--all]" >&2
+    exit 2
+    ;;
+esac
+
+fail() {
+    echo "fresh root: $*" >&2
+    exit 1
+}
+
+# Mount points at or under $1, as this process sees them.
+mounts_under() {
+    awk -v dir="$1" '$5 == dir || index($5, dir "/") == 1 { print $5 }' /proc/self/mountinfo
+}
+
+# Removes the unpacked root, unless something is still mounted in it (then a plain rm -rf
+# would reach into the mounted file systems).
+remove_work() {
+    local status=$?
+    [ -n "$work" ] || exit $status
+    if [ -n "$(mounts_under "$work")" ]; then
+        echo "fresh root: mounts left under $work, which stays for a look:" $(mounts_under "$work") >&2
+        exit 1
+    fi
+    rm -rf "$work"
+    exit $status
+}
+
+[ "$(id -u)" = 0 ] || fail "needs root (namespaces, mounts, chroot)"
+"$repo/scripts/setup" fresh
+. "$repo/scripts/lib/debian-root.sh"
+started=$SECONDS
+debian_root_tar bare bookworm "$(dpkg --print-architecture)" minbase git ca-certificates ||
+    fail "no bare Debian 12 root"
+printf '  %-44s %4d s\n' "bare Debian 12 root (cached per machine)" $((SECONDS - started))
+
+trap remove_work EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+trap 'exit 129' HUP
+work=$(mktemp -d /var/tmp/vexacsd-fresh.XXXXXX)
+mkdir "$work/root"
+tar -C "$work/root" -xf "$bare" || fail "cannot unpack $bare"
+# The machine's name server as it is now, not as it was when the cached root was built.
+cp -L /etc/resolv.conf "$work/root/etc/resolv.conf"
+git -C "$repo" bundle create "$work/vexacsd.bundle" HEAD 2>/dev/null || fail "cannot bundle HEAD"
+
+unshare --mount --pid --fork --kill-child=SIGTERM --propagation private \
+    bash "$repo/tests/fresh/root_init.sh" "$work/root" "$work/vexacsd.bundle" "$work/steps.log" $mode
