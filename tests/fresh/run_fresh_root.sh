@@ -5,11 +5,12 @@
 # Python module and the rci tool). setup's packages come from the distribution through the root's
 # own apt, which mmdebstrap set up as the machine's.
 #
-# The bare root is built once per machine (scripts/lib/debian-root.sh); each run unpacks it into a
-# folder of its own under /var/tmp and removes it at the end. Everything inside runs in private
-# mount and PID namespaces (root_init.sh), so its mounts never reach the host and its processes,
-# the simulated gateways' included, end with it. Prints one line per step with its time; on a
-# failure the end of the steps' output and one line that says which step failed.
+# The bare root is built once per machine (scripts/lib/debian-root.sh); each run unpacks it into
+# memory. Everything inside runs in private mount and PID namespaces (root_init.sh), so its mounts
+# and files never reach the host and its processes, the simulated gateways' included, end with it.
+# On the host a run leaves nothing: its folder under /var/tmp (the clone's bundle, the steps'
+# output) is removed at the end. Prints one line per step with its time; on a failure the end of
+# the steps' output and one line that says which step failed.
 #
 # Usage: run_fresh_root.sh [--all]   (--all: the clone runs the whole scripts/test instead, which
 #                                     takes a quarter of an hour; scripts/test runs the default)
@@ -37,8 +38,8 @@ mounts_under() {
     awk -v dir="$1" '$5 == dir || index($5, dir "/") == 1 { print $5 }' /proc/self/mountinfo
 }
 
-# Removes the unpacked root, unless something is still mounted in it (then a plain rm -rf
-# would reach into the mounted file systems).
+# Removes the run's folder, unless a mount of the namespace reached the host after all (then
+# rm -rf would reach into the mounted file systems).
 remove_work() {
     local status=$?
     [ -n "$work" ] || exit $status
@@ -64,10 +65,7 @@ trap 'exit 143' TERM
 trap 'exit 129' HUP
 work=$(mktemp -d /var/tmp/vexacsd-fresh.XXXXXX)
 mkdir "$work/root"
-tar -C "$work/root" -xf "$bare" || fail "cannot unpack $bare"
-# The machine's name server as it is now, not as it was when the cached root was built.
-cp -L /etc/resolv.conf "$work/root/etc/resolv.conf"
 git -C "$repo" bundle create "$work/vexacsd.bundle" HEAD 2>/dev/null || fail "cannot bundle HEAD"
 
 unshare --mount --pid --fork --kill-child=SIGTERM --propagation private \
-    bash "$repo/tests/fresh/root_init.sh" "$work/root" "$work/vexacsd.bundle" "$work/steps.log" $mode
+    bash "$repo/tests/fresh/root_init.sh" "$work/root" "$bare" "$work/vexacsd.bundle" "$work/steps.log" $mode
