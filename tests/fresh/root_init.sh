@@ -5,17 +5,22 @@
 # (a failed step, Ctrl-C, SIGTERM), it ends every other process of the namespace, removes its
 # mounts in reverse order, the root's with all its files last, and checks that none is left.
 #
-# Usage: root_init.sh ROOT TAR BUNDLE LOG [all]
-#   the steps: git clone, scripts/setup, scripts/device demo, the clients' system tests;
-#   with "all": git clone, then scripts/test in place of the rest.
+# Usage: root_init.sh WORK TAR [all]
+#   WORK holds root/ (the mount point), vexacsd.bundle (the commit to clone) and, written here,
+#   steps.log and init.pid. The steps: git clone, scripts/setup, scripts/device demo, the clients'
+#   system tests; with "all": git clone, then scripts/test in place of the rest.
 set -uo pipefail
 
-root=$1
+work=$1
 tar=$2
-bundle=$3
-log=$4
-mode=${5:-}
+mode=${3:-}
+root=$work/root
+log=$work/steps.log
 mounts=()
+# The host's number of this process (its /proc is still mounted here), for run_fresh_root.sh to
+# wait on when unshare ends first.
+read -r host_pid _ </proc/self/stat
+echo "$host_pid" >"$work/init.pid"
 # Each step runs as a job of its own, so that a signal reaches this shell's traps at once.
 set -m
 
@@ -72,7 +77,7 @@ mount_at --rbind /dev "$root/dev"
 mount_at -t tmpfs -o mode=1777 fresh-tmp "$root/tmp"
 mount_at -t tmpfs -o mode=0755 fresh-run "$root/run"
 mkdir -m 1777 "$root/run/lock"
-cp "$bundle" "$root/tmp/vexacsd.bundle"
+cp "$work/vexacsd.bundle" "$root/tmp/vexacsd.bundle"
 
 # The root's own environment, as a login would give it; the machine's proxy variables, if any,
 # pass on like its apt proxy settings.

@@ -38,11 +38,24 @@ mounts_under() {
     awk -v dir="$1" '$5 == dir || index($5, dir "/") == 1 { print $5 }' /proc/self/mountinfo
 }
 
+# When unshare ended first (killed), the namespace's PID 1 may still be taking its mounts down:
+# removing the folder that holds them would detach them under its feet.
+init_ended() {
+    local pid tries
+    pid=$(cat "$work/init.pid" 2>/dev/null) || return 0
+    for ((tries = 0; tries < 300; tries++)); do
+        grep -qs root_init.sh "/proc/$pid/cmdline" || return 0
+        sleep 0.1
+    done
+    return 1
+}
+
 # Removes the run's folder, unless a mount of the namespace reached the host after all (then
 # rm -rf would reach into the mounted file systems).
 remove_work() {
     local status=$?
     [ -n "$work" ] || exit $status
+    init_ended || echo "fresh root: the namespace's PID 1 did not end within 30 s" >&2
     if [ -n "$(mounts_under "$work")" ]; then
         echo "fresh root: mounts left under $work, which stays for a look:" $(mounts_under "$work") >&2
         exit 1
@@ -68,4 +81,4 @@ mkdir "$work/root"
 git -C "$repo" bundle create "$work/vexacsd.bundle" HEAD 2>/dev/null || fail "cannot bundle HEAD"
 
 unshare --mount --pid --fork --kill-child=SIGTERM --propagation private \
-    bash "$repo/tests/fresh/root_init.sh" "$work/root" "$bare" "$work/vexacsd.bundle" "$work/steps.log" $mode
+    bash "$repo/tests/fresh/root_init.sh" "$work" "$bare" $mode
