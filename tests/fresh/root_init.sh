@@ -1,9 +1,9 @@
 #!/bin/bash
 # PID 1 of the fresh root's private mount and PID namespaces (started by run_fresh_root.sh).
-# Unpacks the bare root into a file system in memory mounted at ROOT, mounts what a running Debian
-# has, then runs each step inside the root as root, in the order a new user would. However it ends
-# (a failed step, Ctrl-C, SIGTERM), it ends every other process of the namespace, removes its
-# mounts in reverse order, the root's with all its files last, and checks that none is left.
+# Unpacks the bare root into a file system in memory mounted at WORK/root, mounts what a running
+# Debian has, then runs each step inside the root as root, in the order a new user would. However
+# it ends (a failed step, Ctrl-C, SIGTERM), it ends every other process of the namespace, removes
+# its mounts in reverse order, the root's with all its files last, and checks that none is left.
 #
 # Usage: root_init.sh WORK TAR [all]
 #   WORK holds root/ (the mount point), vexacsd.bundle (the commit to clone) and, written here,
@@ -42,7 +42,7 @@ teardown() {
         umount -R "${mounts[i]}" 2>&3 || status=1
     done
     if [ -n "$(mounts_under "$root")" ]; then
-        echo "fresh root: mounts left under $root:" $(mounts_under "$root") >&3
+        echo "fresh root: mounts left under $root: $(mounts_under "$root" | xargs)" >&3
         status=1
     fi
     exit "$status"

@@ -18,6 +18,7 @@ set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=""
+bare=""
 mode=""
 case ${1:-} in
 "") ;;
@@ -57,7 +58,7 @@ remove_work() {
     [ -n "$work" ] || exit $status
     init_ended || echo "fresh root: the namespace's PID 1 did not end within 30 s" >&2
     if [ -n "$(mounts_under "$work")" ]; then
-        echo "fresh root: mounts left under $work, which stays for a look:" $(mounts_under "$work") >&2
+        echo "fresh root: mounts left under $work, which stays for a look: $(mounts_under "$work" | xargs)" >&2
         exit 1
     fi
     rm -rf "$work"
@@ -81,4 +82,4 @@ mkdir "$work/root"
 git -C "$repo" bundle create "$work/vexacsd.bundle" HEAD 2>/dev/null || fail "cannot bundle HEAD"
 
 unshare --mount --pid --fork --kill-child=SIGTERM --propagation private \
-    bash "$repo/tests/fresh/root_init.sh" "$work" "$bare" $mode
+    bash "$repo/tests/fresh/root_init.sh" "$work" "$bare" ${mode:+"$mode"}
