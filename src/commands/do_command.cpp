@@ -11,7 +11,7 @@
 namespace
 {
 
-int pelk_target(reply_buffer &reply, xmlNodePtr command, const char *target, request_source)
+int pelk_target(reply_buffer &reply, xmlNodePtr command, const char *target, rci_source)
 {
     return pelk_do_command(reply, command, target);
 }
@@ -40,7 +40,7 @@ command_target_fn find_target(const char *name, command_target_fn other_target)
 
 // The target is written escaped and whole, so that any name the request carries leaves the reply
 // well formed.
-int do_command(reply_buffer &reply, xmlNodePtr command, request_source source,
+int do_command(reply_buffer &reply, xmlNodePtr command, rci_source source,
                command_target_fn other_target)
 {
     xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));

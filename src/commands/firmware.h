@@ -3,7 +3,7 @@
 #pragma once
 
 #include "commands/firmware_state.h"
-#include "reply/request_source.h"
+#include "reply/rci_source.h"
 
 #include <sys/types.h>
 
@@ -24,7 +24,7 @@ extern firmware_places firmware_paths;
 // Admits the image at `path`, moves it to the update location and starts the update thread.
 // 0 started, -1 otherwise
 // (firmware_state FIRMWARE_FAILED, logged).
-int start_firmware_update(const char *path, request_source source);
+int start_firmware_update(const char *path, rci_source source);
 // Body of the update thread; its argument is the request source, carried as a number.
 void *firmware_update_thread(void *source);
 // Checks the image unless *validated, then has the parent apply it. 0 applied, -1 otherwise.

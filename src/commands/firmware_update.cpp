@@ -83,7 +83,7 @@ int admit_image(const char *path)
 }
 
 // The thread is not joined: it ends by itself once the parent has answered.
-int start_update_thread(request_source source)
+int start_update_thread(rci_source source)
 {
     firmware_state = FIRMWARE_UPDATING;
     pthread_t thread;
@@ -100,7 +100,7 @@ int start_update_thread(request_source source)
 } // namespace
 
 int firmware_update_command(reply_buffer &reply, xmlNodePtr command, const char *target,
-                            request_source source)
+                            rci_source source)
 {
     xml::text_ptr type(xmlGetProp(command, xml::uchars("firmware")));
     if (!type || !xmlStrEqual(type.get(), xml::uchars("system"))) {
@@ -117,7 +117,7 @@ int firmware_update_command(reply_buffer &reply, xmlNodePtr command, const char 
     return 0;
 }
 
-int start_firmware_update(const char *path, request_source source)
+int start_firmware_update(const char *path, rci_source source)
 {
     log_msg(LOG_INFO, "!Updating firmware to '%s'", path);
     if (admit_image(path) < 0 || start_update_thread(source) < 0) {
@@ -137,8 +137,7 @@ void *firmware_update_thread(void *source)
     if (apply_firmware_update(&validated) == 0) {
         log_msg(LOG_INFO, "!FW: firmware update successful, rebooting.");
         firmware_state = FIRMWARE_IDLE;
-        if (static_cast<request_source>(reinterpret_cast<uintptr_t>(source)) !=
-            request_source::cloud)
+        if (static_cast<rci_source>(reinterpret_cast<uintptr_t>(source)) != rci_source::cloud)
             parent_send(LETTER_REBOOT);
     } else {
         log_msg(LOG_ERR, "!FW: firmware update failed.");

@@ -25,7 +25,7 @@ int check_root(reply_buffer &reply, xmlNodePtr root)
     return 0;
 }
 
-int apply_commands(reply_buffer &reply, xmlNodePtr root, request_source source)
+int apply_commands(reply_buffer &reply, xmlNodePtr root, rci_source source)
 {
     for (xmlNodePtr command = root->children; command; command = command->next) {
         if (command->type != XML_ELEMENT_NODE) continue;
@@ -48,7 +48,7 @@ int apply_commands(reply_buffer &reply, xmlNodePtr root, request_source source)
 
 } // namespace
 
-int apply_custom_defaults(reply_buffer &reply, xmlNodePtr, request_source source)
+int apply_custom_defaults(reply_buffer &reply, xmlNodePtr, rci_source source)
 {
     const char *path = current_change_paths().custom_defaults;
     struct stat info;

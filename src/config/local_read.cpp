@@ -3,8 +3,7 @@
 #include "config/local_access.h"
 #include "config/query.h"
 
-int vexacsd_config_read_xmltree(reply_buffer &out, int save, const char *xpath,
-                                request_source source)
+int vexacsd_config_read_xmltree(reply_buffer &out, int save, const char *xpath, rci_source source)
 {
     if (save != SAVE_CURRENT && save != SAVE_DEFAULTS) {
         log_msg(LOG_ERR, "Invalid SAVE value %d\n", save);

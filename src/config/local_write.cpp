@@ -2,7 +2,7 @@
 #include "config/local_access.h"
 #include "config/write_dom.h"
 
-int config_parse_xmltree(reply_buffer &reply, const char *text, int length, request_source source)
+int config_parse_xmltree(reply_buffer &reply, const char *text, int length, rci_source source)
 {
     if (!text || length <= 0) {
         log_msg(LOG_ERR, "config_parse_xmltree called with invalid params %p %d\n",

@@ -10,7 +10,7 @@ namespace
 
 struct merge_context {
     xmlDocPtr doc;
-    request_source source;
+    rci_source source;
     int worklog_fd;
     reply_buffer &errors;
     int error = 0;
@@ -118,7 +118,7 @@ void merge_siblings(merge_context &merge, xmlNodePtr request, xmlNodePtr parent)
 
 } // namespace
 
-int merge_request(xmlNodePtr request, xmlNodePtr root, request_source source, int worklog_fd,
+int merge_request(xmlNodePtr request, xmlNodePtr root, rci_source source, int worklog_fd,
                   reply_buffer &errors)
 {
     merge_context merge{

@@ -16,14 +16,14 @@ const xmlChar *attr_text(const xmlNode *element, const char *name)
 }
 
 // The attributes list sources by name, and a name anywhere in the text counts.
-static bool listed(xmlNodePtr node, const char *attribute, request_source source)
+static bool listed(xmlNodePtr node, const char *attribute, rci_source source)
 {
     if (node->type != XML_ELEMENT_NODE) return false;
     const xmlChar *text = attr_text(node, attribute);
-    return text && std::strstr(xml::chars(text), request_source_name(source));
+    return text && std::strstr(xml::chars(text), rci_source_name(source));
 }
 
-int node_writable(xmlNodePtr node, request_source source)
+int node_writable(xmlNodePtr node, rci_source source)
 {
     if (!listed(node, "ro", source)) return 1;
     if (debug_level > 0) {
@@ -33,7 +33,7 @@ int node_writable(xmlNodePtr node, request_source source)
     return 0;
 }
 
-int node_readable(xmlNodePtr node, request_source source)
+int node_readable(xmlNodePtr node, rci_source source)
 {
     return listed(node, "wo", source) ? 0 : 1;
 }

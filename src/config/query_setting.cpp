@@ -34,8 +34,7 @@ void report_unknown(reply_buffer &buf, xmlNodePtr request)
 }
 
 // Renders every stored sibling named like the request; false when there is none.
-bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored,
-                      request_source source)
+bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored, rci_source source)
 {
     bool found = false;
     for (; stored; stored = stored->next) {
@@ -54,13 +53,12 @@ xmlNodePtr find_match(xmlNodePtr request, xmlNodePtr stored)
     return nullptr;
 }
 
-void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first,
-          request_source source);
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, rci_source source);
 
 // A request element with children narrows the reply to the settings it names. Its start tag
 // echoes the request (without ro and wo); every start tag written here is closed again, also
 // when the stored match has no settings at all, so the reply always parses.
-void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, request_source source)
+void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, rci_source source)
 {
     buf.append("<");
     buf.append(xml::chars(request->name));
@@ -80,8 +78,7 @@ void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, request_so
 
 // Answers each request element from the stored siblings; every search starts again at the first
 // stored sibling, so two requests for one plain group both render all of its instances.
-void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first,
-          request_source source)
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, rci_source source)
 {
     for (xmlNodePtr request = request_first; request; request = request->next) {
         if (request->type != XML_ELEMENT_NODE) continue;
@@ -102,7 +99,7 @@ void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first,
 
 } // namespace
 
-int read_dom(reply_buffer &reply, xmlNodePtr request, request_source source)
+int read_dom(reply_buffer &reply, xmlNodePtr request, rci_source source)
 {
     bool known = false;
     xmlDocPtr doc = query_document(request, &known);
@@ -130,7 +127,7 @@ int read_dom(reply_buffer &reply, xmlNodePtr request, request_source source)
     return 0;
 }
 
-int query_setting(reply_buffer &reply, xmlNodePtr command, request_source source)
+int query_setting(reply_buffer &reply, xmlNodePtr command, rci_source source)
 {
     if (read_dom(reply, command, source) < 0)
         reply_error(reply, 4, "Internal error", "query_setting");

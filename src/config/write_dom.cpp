@@ -96,8 +96,7 @@ int discard_changes(int error)
 }
 
 // Validates, merges, saves and notifies; 0 or the error id.
-int apply_change(xmlNodePtr request, request_source source, change_notice notify,
-                 reply_buffer &errors)
+int apply_change(xmlNodePtr request, rci_source source, change_notice notify, reply_buffer &errors)
 {
     bool deferred = false;
     if (int error = check_request(request, &deferred)) return error;
@@ -142,7 +141,7 @@ const char *change_error_text(int id)
 
 // The merge leaves the request's own children and their attributes in place: the echo of a
 // success is written from them afterwards.
-int write_dom(reply_buffer &reply, xmlNodePtr request, request_source source, change_notice notify)
+int write_dom(reply_buffer &reply, xmlNodePtr request, rci_source source, change_notice notify)
 {
     if (request) reply_open_tag_attrs(reply, request);
     int error = apply_change(request, source, notify, reply);
@@ -156,7 +155,7 @@ int write_dom(reply_buffer &reply, xmlNodePtr request, request_source source, ch
     return -error;
 }
 
-int set_setting(reply_buffer &reply, xmlNodePtr command, request_source source)
+int set_setting(reply_buffer &reply, xmlNodePtr command, rci_source source)
 {
     return write_dom(reply, command, source, change_notice::regenerate);
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
-#include "reply/request_source.h"
+#include "reply/rci_source.h"
 #include "reply/validation.h"
 
 // Files of the device that configuration changes read besides the configuration file table.
@@ -42,4 +42,4 @@ enum class change_notice { regenerate, none };
 // With change_notice::regenerate a saved change that is not deferred asks the parent to regenerate
 // the system files (LETTER_GENERATE); change_notice::none never does. This is what answers
 // set_setting. Returns 0, or minus the error id of the reply.
-int write_dom(reply_buffer &reply, xmlNodePtr request, request_source source, change_notice notify);
+int write_dom(reply_buffer &reply, xmlNodePtr request, rci_source source, change_notice notify);

@@ -4,7 +4,7 @@
 
 #include "base/bus_endpoint.h"
 #include "rci/registry.h"
-#include "reply/request_source.h"
+#include "reply/rci_source.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 int start_bus_thread(msgbus_idle idle);
 
 // The cloud connector for its identity, a local program for every other peer.
-request_source request_source_of(const struct msgbus_credentials &credentials);
+rci_source request_source(const struct msgbus_credentials &credentials);
 
 // Serves one message on the listener thread and answers it, when its operation answers at all.
 void bus_message_handler(msgbus_peer peer, void *arg, int op, uint32_t tag, const void *payload,

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/bus_endpoint.h"
+#include "reply/rci_source.h"
 #include "reply/reply_buffer.h"
-#include "reply/request_source.h"
 
 #include <cstddef>
 
@@ -12,4 +12,4 @@
 // Parses `size` bytes of `text` (not necessarily terminated) and runs each command element,
 // writing the rci_reply into `reply`, which the caller passes empty. Returns the reply's length;
 // on a negative rci_result `reply` holds nothing to send.
-int RCI_Processing(const char *text, size_t size, reply_buffer &reply, request_source source);
+int RCI_Processing(const char *text, size_t size, reply_buffer &reply, rci_source source);

@@ -137,7 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     store.reset();
     store.write("image.bin", "image");
     store.write("sim/calls.log", "");
-    request_source source = (data[0] & 1) ? request_source::cloud : request_source::local;
+    rci_source source = (data[0] & 1) ? rci_source::cloud : rci_source::local;
     const char *text = reinterpret_cast<const char *>(data + 1);
     reply_buffer reply;
     request_running = true;

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     log_set_sink([](int, const char *) {});
     static const scratch_store store("write-dom-fuzz");
     if (size < 2) return 0;
-    request_source source = (data[0] & 1) ? request_source::cloud : request_source::local;
+    rci_source source = (data[0] & 1) ? rci_source::cloud : rci_source::local;
     xml::doc_ptr request =
         xml::parse_memory(reinterpret_cast<const char *>(data + 1), static_cast<int>(size - 1));
     if (!request) return 0;

@@ -39,8 +39,7 @@ class ConfigChange : public ::testing::Test
         int result = handler(reply, xmlDocGetRootElement(doc.get()));
         return {result, std::string(reply.view())};
     }
-    static change_result change(const std::string &request,
-                                request_source source = request_source::cloud,
+    static change_result change(const std::string &request, rci_source source = rci_source::cloud,
                                 change_notice notify = change_notice::regenerate)
     {
         change_result r = call(request, [&](reply_buffer &reply, xmlNodePtr root) {
@@ -53,7 +52,7 @@ class ConfigChange : public ::testing::Test
     static change_result revert(const std::string &request)
     {
         return call(request, [](reply_buffer &reply, xmlNodePtr root) {
-            return set_factory_default(reply, root, request_source::cloud);
+            return set_factory_default(reply, root, rci_source::cloud);
         });
     }
 
@@ -153,7 +152,7 @@ TEST_F(ConfigChange, ReadOnlyElementsRollBackTheWholeRequest)
     change_result r = change("<set_setting><system><serial_number>X</serial_number></system>"
                              "<dns><primary>1.1.1.1</primary></dns>" +
                                  server,
-                             request_source::local);
+                             rci_source::local);
     EXPECT_EQ(r.result, -9);
     EXPECT_EQ(r.reply, "<set_setting>" + error('9', "Item is not writable", "serial_number") +
                            error('9', "Item is not writable", "nimbo") + "</set_setting>");
@@ -184,8 +183,7 @@ TEST_F(ConfigChange, NoticesWaitForAnImmediateChangeAndCanBeForbidden)
         // A folder in the way of the new file makes the save fail.
         ASSERT_TRUE(step.result != -6 || mkdir((local() + ".new").c_str(), 0755) == 0);
         std::string request = std::string(step.open) + "<dns>" + step.dns + "</dns></set_setting>";
-        EXPECT_EQ(change(request, request_source::cloud, step.notify).result, step.result)
-            << request;
+        EXPECT_EQ(change(request, rci_source::cloud, step.notify).result, step.result) << request;
         EXPECT_EQ(letters(), step.letters) << request;
     }
     EXPECT_EQ(current("/config/dns/primary"), "7.7.7.7") << "a failed save keeps the change";

@@ -29,7 +29,7 @@ class StoredConfig : public ::testing::Test
         auto doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
         EXPECT_TRUE(doc) << request;
         reply_buffer reply;
-        EXPECT_EQ(query_setting(reply, xmlDocGetRootElement(doc.get()), request_source::local), 0);
+        EXPECT_EQ(query_setting(reply, xmlDocGetRootElement(doc.get()), rci_source::local), 0);
         std::string text(reply.view());
         EXPECT_TRUE(xml::parse_memory(text.data(), static_cast<int>(text.size())))
             << "not well-formed: " << text;

@@ -2,13 +2,13 @@
 // one; the configuration hides and refuses settings by it.
 #pragma once
 
-enum class request_source {
+enum class rci_source {
     cloud, // the cloud connector, "nimbo"
     local, // any local program or script, "python"
 };
 
 // The source's name as the logs print it and the configuration's ro and wo attributes list it.
-constexpr const char *request_source_name(request_source source)
+constexpr const char *rci_source_name(rci_source source)
 {
-    return source == request_source::cloud ? "nimbo" : "python";
+    return source == rci_source::cloud ? "nimbo" : "python";
 }
