@@ -118,7 +118,7 @@ for ((cut = 1; cut <= cuts; cut++)); do
         value=$(sed -n 's/^local_value //p' <<<"$report")
         next=1
     fi
-    echo "cut $cut: after change ${last:-none} ($((SECONDS - started)) s so far)"
+    echo "cut $cut: after change ${last:-none}; $survived survived so far, $((SECONDS - started)) s"
 done
 echo "acknowledged changes: $acked; cuts that left a stale local.new behind: $stale"
 echo "power cuts: $survived survived of $cuts"
