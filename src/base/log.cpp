@@ -1,7 +1,9 @@
 #include "base/log.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 int debug_level = 0;
 
@@ -41,4 +43,10 @@ void trace(const char *fmt, ...)
     va_start(ap, fmt);
     vprintf(fmt, ap);
     va_end(ap);
+}
+
+void log_errno(int priority, const char *fmt)
+{
+    int err = errno;
+    log_msg(priority, fmt, err, strerror(err));
 }

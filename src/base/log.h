@@ -13,6 +13,9 @@ extern int debug_level;
 void log_open();
 void log_msg(int priority, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 void trace(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// Logs `fmt`, whose two conversions are "%d" and "%s", with errno and its text: system-call
+// failures all report errno the same way.
+void log_errno(int priority, const char *fmt);
 
 using log_sink = void (*)(int priority, const char *text);
 // Routes log_msg to `sink` instead of syslog; nullptr restores syslog.

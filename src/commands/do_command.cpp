@@ -1,10 +1,10 @@
 #include "base/log.h"
 #include "base/table.h"
 #include "base/xml.h"
+#include "commands/handlers.h"
 #include "commands/targets.h"
 #include "radio/pelk.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <array>
 
@@ -22,7 +22,7 @@ struct command_target {
     command_target_fn run;
 };
 
-// Every name that is not here goes to forward_to_client.
+// Every name that is not here is some local client's.
 constexpr std::array command_targets{
     command_target{.name = "pelk", .run = radio_target},
     command_target{.name = "zigbee", .run = radio_target},
@@ -30,17 +30,18 @@ constexpr std::array command_targets{
     command_target{.name = "set_password", .run = set_password_command},
 };
 
-command_target_fn find_target(const char *name)
+command_target_fn find_target(const char *name, command_target_fn other_target)
 {
     const command_target *row = find_named(command_targets, name);
-    return row ? row->run : forward_to_client;
+    return row ? row->run : other_target;
 }
 
 } // namespace
 
 // The target is written escaped and whole, so that any name the request carries leaves the reply
 // well formed.
-int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source,
+               command_target_fn other_target)
 {
     xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));
     if (!target) {
@@ -55,7 +56,14 @@ int do_command(xmlBufferPtr reply, xmlNodePtr command, const char *source)
     xmlAttrSerializeTxtContent(reply, command->doc, nullptr, target.get());
     reply_append(reply, "\">");
     trace("\nProcessing %s -", xml::chars(command->name));
-    int result = find_target(name)(reply, command, name, source);
+    int result = find_target(name, other_target)(reply, command, name, source);
     reply_append(reply, "</do_command>");
     return result;
+}
+
+int serialise_children(xmlBufferPtr out, xmlNodePtr element)
+{
+    for (xmlNodePtr child = element->children; child; child = child->next)
+        if (xmlNodeDump(out, element->doc, child, 0, 0) < 0) return -1;
+    return 0;
 }

@@ -1,10 +1,10 @@
 #include "base/log.h"
 #include "base/shell.h"
 #include "base/xml.h"
+#include "channel/channel.h"
 #include "commands/firmware.h"
 #include "commands/targets.h"
-#include "rci/reply.h"
-#include "supervisor/channel.h"
+#include "reply/reply.h"
 
 #include <fcntl.h>
 #include <pthread.h>

@@ -1,7 +1,7 @@
 #include "base/xml.h"
+#include "channel/channel.h"
 #include "commands/targets.h"
-#include "rci/reply.h"
-#include "supervisor/channel.h"
+#include "reply/reply.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,5 +1,5 @@
-// The do_command targets that vexacsd serves itself, and the forwarding of every other target to
-// the local client that registered its name.
+// The do_command targets that vexacsd serves itself, and the shape of a target that do_command
+// runs.
 #pragma once
 
 #include <libxml/tree.h>
@@ -10,11 +10,6 @@
 using command_target_fn = int (*)(xmlBufferPtr reply, xmlNodePtr command, const char *target,
                                   const char *source);
 
-// Sends the serialised children of the command to the client registered as `target` and copies
-// its answer into the reply unchanged: a client must answer well-formed XML. Error 2 when no
-// client answered, error 3 when it did not answer within the bus call's timeout.
-int forward_to_client(xmlBufferPtr reply, xmlNodePtr command, const char *target,
-                      const char *source);
 // "update": starts the system firmware update from an image already on the device.
 int firmware_update_command(xmlBufferPtr reply, xmlNodePtr command, const char *target,
                             const char *source);

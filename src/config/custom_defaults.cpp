@@ -2,7 +2,7 @@
 
 #include "base/log.h"
 #include "config/write_dom.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <sys/stat.h>
 

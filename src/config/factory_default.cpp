@@ -1,10 +1,10 @@
 #include "base/log.h"
+#include "channel/channel.h"
 #include "config/custom_defaults.h"
+#include "config/handlers.h"
 #include "config/query.h"
 #include "config/revert.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
-#include "supervisor/channel.h"
+#include "reply/reply.h"
 
 namespace
 {

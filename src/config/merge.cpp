@@ -3,7 +3,7 @@
 #include "base/log.h"
 #include "config/query.h"
 #include "config/worklog.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 namespace
 {

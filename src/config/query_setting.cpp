@@ -1,8 +1,8 @@
 #include "base/log.h"
 #include "config/config.h"
+#include "config/handlers.h"
 #include "config/query.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <cstring>
 

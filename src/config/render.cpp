@@ -1,6 +1,6 @@
 #include "base/log.h"
 #include "config/query.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <cstring>
 

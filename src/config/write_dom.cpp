@@ -1,14 +1,14 @@
 #include "config/write_dom.h"
 
 #include "base/log.h"
+#include "channel/channel.h"
 #include "config/config.h"
+#include "config/handlers.h"
 #include "config/merge.h"
 #include "config/query.h"
 #include "config/save.h"
 #include "config/worklog.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
-#include "supervisor/channel.h"
+#include "reply/reply.h"
 
 #include <array>
 #include <cerrno>

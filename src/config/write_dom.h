@@ -3,7 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
-#include "rci/validation.h"
+#include "reply/validation.h"
 
 // Files of the device that configuration changes read besides the configuration file table.
 // The daemon always uses the device's; tests point them at scratch files.

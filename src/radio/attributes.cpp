@@ -2,7 +2,7 @@
 
 #include "radio/codec.h"
 #include "radio/errors.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <libpelk.h>
 

@@ -6,7 +6,7 @@
 #include "radio/codec.h"
 #include "radio/errors.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <array>
 #include <cstring>

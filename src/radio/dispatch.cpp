@@ -3,7 +3,7 @@
 #include "radio/errors.h"
 #include "radio/pelk.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #include "radio/errors.h"
 
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 const std::array<const char *, 15> pelk_errors = {
     "",

@@ -1,12 +1,12 @@
 // set_factory_default of a radio: the radio tool restores the module's factory settings and
 // prints one line per problem.
+#include "base/readers.h"
 #include "base/xml.h"
 #include "radio/attributes.h"
 #include "radio/codec.h"
 #include "radio/errors.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
-#include "state/readers.h"
+#include "reply/reply.h"
 
 #include <cstdio>
 #include <cstring>

@@ -4,7 +4,7 @@
 #include "radio/attributes.h"
 #include "radio/errors.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <strings.h>
 

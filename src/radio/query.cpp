@@ -4,7 +4,7 @@
 #include "radio/catalogue.h"
 #include "radio/errors.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <cstdio>
 

@@ -3,7 +3,7 @@
 #include "radio/errors.h"
 #include "radio/pelk.h"
 #include "radio/subcommands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <strings.h>
 
@@ -18,11 +18,11 @@ bool cached(xmlNodePtr element)
 
 } // namespace
 
-int zigbee_state(xmlBufferPtr reply, xmlNodePtr element, int, const state_arg &)
+int zigbee_state(xmlBufferPtr reply, xmlNodePtr element)
 {
     radio_gateway_info info{};
     if (radio_get_gateway_info(&info) < 0) return -1;
-    if (!reply) return STATE_DONE;
+    if (!reply) return 0;
     network_choice network = read_network_index(element);
     reply_append(reply, "<zigbee_state");
     network.echo(reply);
@@ -37,5 +37,5 @@ int zigbee_state(xmlBufferPtr reply, xmlNodePtr element, int, const state_arg &)
         if (!cached(element)) pelk_list_fields(reply, nullptr, network.index, 0);
     }
     reply_append(reply, "</zigbee_state>");
-    return STATE_DONE;
+    return 0;
 }

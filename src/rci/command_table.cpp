@@ -1,7 +1,10 @@
 #include "rci/command_table.h"
 
 #include "base/table.h"
-#include "rci/commands.h"
+#include "commands/handlers.h"
+#include "config/handlers.h"
+#include "rci/forward.h"
+#include "state/handlers.h"
 
 namespace
 {
@@ -14,7 +17,7 @@ constexpr std::array rci_command_table{
     rci_command{.name = "reboot", .handler = reboot_command},
     rci_command{.name = "set_state", .handler = set_state},
     rci_command{.name = "query_state", .handler = query_state},
-    rci_command{.name = "do_command", .handler = do_command},
+    rci_command{.name = "do_command", .handler = do_command_or_forward},
     rci_command{.name = "query_descriptor", .handler = query_descriptor},
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rci/rci.h"
+#include "reply/handler.h"
 
 #include <array>
 

@@ -13,10 +13,6 @@ enum rci_result : int {
     RCI_NOT_WELL_FORMED = -5,
 };
 
-// Every command handler has this shape: it appends its part of the reply and returns 0 or a
-// negative number, which is only traced.
-using rci_handler = int (*)(xmlBufferPtr reply, xmlNodePtr command, const char *source);
-
 // Parses `size` bytes of `text` (not necessarily terminated) and runs each command element.
 // On success *reply receives a new buffer owned by the caller and the reply length is returned;
 // on a negative rci_result no buffer is handed out.

@@ -2,7 +2,7 @@
 #include "base/xml.h"
 #include "rci/command_table.h"
 #include "rci/rci.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <climits>
 

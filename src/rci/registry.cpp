@@ -84,6 +84,14 @@ int registry_add(const char *name, registry_forward forward, msgbus_peer peer)
     return REGISTRY_ADDED;
 }
 
+void registry_reserve(const char *name)
+{
+    registry_add(
+        name,
+        [](const char *, const char *, size_t, msgbus_peer) -> forward_reply { return nullptr; },
+        0);
+}
+
 int registry_remove(const char *name, registry_forward forward, msgbus_peer peer)
 {
     unlink_matching([&](const registry_entry &entry) {

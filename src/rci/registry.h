@@ -27,6 +27,9 @@ enum registry_result : int { REGISTRY_ADDED = 0, REGISTRY_TAKEN = -1, REGISTRY_N
 void registry_init();
 // Adds `name` unless any peer holds it already (REGISTRY_TAKEN).
 int registry_add(const char *name, registry_forward forward, msgbus_peer peer);
+// Holds `name` for a target that vexacsd serves itself, so that no local client can claim it; its
+// forward function answers nothing. A name that is held already stays out of reach as well.
+void registry_reserve(const char *name);
 // Removes every entry that matches all three; 0 also when none did.
 int registry_remove(const char *name, registry_forward forward, msgbus_peer peer);
 // Removes every entry of `peer`.

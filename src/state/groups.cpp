@@ -8,13 +8,19 @@
 namespace
 {
 
+// The radio's group reads the same in either mode.
+int zigbee_group(xmlBufferPtr reply, xmlNodePtr element, int, const state_arg &)
+{
+    return zigbee_state(reply, element);
+}
+
 // The state groups in the order query_state lists them; a new group is one row here.
 constexpr std::array state_group_rows{
     state_row{.name = "device_info",
               .provider = render_state_table,
               .arg = {.table = &device_info_fields}},
     state_row{.name = "zigbee_state",
-              .provider = zigbee_state,
+              .provider = zigbee_group,
               .capability = "pelk",
               .self_tagged = true},
     state_row{.name = "mobile_stats", .provider = mobile_stats, .capability = "cell"},

@@ -1,7 +1,7 @@
 #include "state/key_value.h"
 
 #include "base/log.h"
-#include "state/readers.h"
+#include "base/readers.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #include "base/log.h"
+#include "base/readers.h"
 #include "base/xml.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
-#include "state/readers.h"
+#include "reply/reply.h"
+#include "state/handlers.h"
 
 #include <cerrno>
 #include <cstring>

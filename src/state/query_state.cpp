@@ -1,5 +1,5 @@
-#include "rci/commands.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
+#include "state/handlers.h"
 #include "state/state_table.h"
 
 int query_state(xmlBufferPtr reply, xmlNodePtr command, const char *)

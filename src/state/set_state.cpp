@@ -1,7 +1,7 @@
 #include "base/log.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
-#include "rci/validation.h"
+#include "reply/reply.h"
+#include "reply/validation.h"
+#include "state/handlers.h"
 #include "state/state_table.h"
 
 namespace

@@ -1,6 +1,6 @@
 #include "base/log.h"
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/state_table.h"
 
 #include "capability.h"

@@ -1,10 +1,10 @@
 #include "base/log.h"
+#include "channel/channel.h"
 #include "commands/modem_ota.h"
 #include "config/config.h"
-#include "radio/targets.h"
+#include "radio/pelk.h"
 #include "rci/bus.h"
-#include "supervisor/channel.h"
-#include "supervisor/log_errno.h"
+#include "rci/registry.h"
 #include "supervisor/process.h"
 
 #include <fcntl.h>
@@ -68,6 +68,13 @@ void drop_privileges(uid_t uid, gid_t gid)
     engine_main();
     log_msg(LOG_INFO, "vexacs engine exiting");
     _exit(0);
+}
+
+// The radio's targets are do_command's own: no local client may claim their names.
+void pelk_reserve_targets()
+{
+    for (const char *name : pelk_target_names)
+        registry_reserve(name);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // The privileged parent: start-up in a fixed order, then the loop over the engine's letters,
 // then an orderly shutdown.
 #include "base/log.h"
-#include "supervisor/log_errno.h"
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
 

@@ -1,7 +1,6 @@
 #include "base/log.h"
-#include "supervisor/letters.h"
-#include "supervisor/log_errno.h"
-#include "supervisor/payload.h"
+#include "channel/letters.h"
+#include "channel/payload.h"
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
 

@@ -3,9 +3,9 @@
 // from long escaped text included, and the only command line that may reach the shell is the
 // factory tool's with an address text or none.
 #include "base/log.h"
+#include "base/readers.h"
 #include "base/xml.h"
 #include "radio/pelk.h"
-#include "state/readers.h"
 
 #include <cstdint>
 #include <cstdlib>

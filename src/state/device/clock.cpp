@@ -1,9 +1,9 @@
 // The device's clock: read as two texts, set through the privileged parent.
 #include "base/log.h"
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "channel/channel.h"
+#include "reply/reply.h"
 #include "state/device/providers.h"
-#include "supervisor/channel.h"
 
 #include <cstdio>
 #include <cstring>

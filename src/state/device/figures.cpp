@@ -1,12 +1,12 @@
 // The providers of device_stats' running figures. A figure that cannot be read is written as 0;
 // file contents go through reply_text, so that no value can break the reply.
 #include "base/log.h"
+#include "base/readers.h"
 #include "base/xml.h"
 #include "commands/firmware_state.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/device/providers.h"
 #include "state/device/system_info.h"
-#include "state/readers.h"
 
 #include "capability.h"
 

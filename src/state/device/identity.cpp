@@ -2,7 +2,7 @@
 // file contents, capability values) goes through reply_text, so that no value can break the
 // reply.
 #include "base/log.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/device/providers.h"
 #include "state/device/system_info.h"
 #include "state/key_value.h"

@@ -1,8 +1,8 @@
 #include "state/device/system_info.h"
 
 #include "base/log.h"
+#include "base/readers.h"
 #include "state/net/probes.h"
-#include "state/readers.h"
 
 #include "capability.h"
 

@@ -1,10 +1,10 @@
 #include "state/net/interface_info.h"
 
 #include "base/log.h"
+#include "base/readers.h"
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/net/probes.h"
-#include "state/readers.h"
 
 #include <arpa/inet.h>
 

@@ -1,8 +1,8 @@
 // The probes that read the network files: the routing table, the interfaces file and the
 // resolver files.
 #include "base/log.h"
+#include "base/readers.h"
 #include "state/net/probes.h"
-#include "state/readers.h"
 #include "state/text_lines.h"
 
 #include <arpa/inet.h>

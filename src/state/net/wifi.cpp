@@ -1,7 +1,7 @@
 // Wi-Fi figures, read from the output of the Wi-Fi tools.
-#include "rci/reply.h"
+#include "base/readers.h"
+#include "reply/reply.h"
 #include "state/net/interface_info.h"
-#include "state/readers.h"
 
 #include <string>
 

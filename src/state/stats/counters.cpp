@@ -1,7 +1,7 @@
 // Kernel traffic counters: one interface's line of "/proc/net/dev", and the protocol counters
 // of "/proc/net/snmp".
-#include "rci/reply.h"
-#include "state/readers.h"
+#include "base/readers.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 #include "state/text_lines.h"
 

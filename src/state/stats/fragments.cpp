@@ -1,6 +1,6 @@
 // Statistics that platform libraries hand over as ready XML fragments.
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 
 #include "cellmgr.h"

@@ -1,7 +1,7 @@
 // The statically configured position, reported as the GPS statistics.
 #include "base/log.h"
 #include "config/config.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 
 #include "capability.h"

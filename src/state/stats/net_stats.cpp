@@ -1,5 +1,5 @@
 // Traffic statistics of the wired interface and of the CAN buses.
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 
 #include "capability.h"

@@ -1,4 +1,4 @@
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 
 #include <sys/stat.h>

@@ -1,9 +1,9 @@
 // Serial port statistics: the kernel's interrupt counters and modem lines of each port, and the
 // connection of the port's serial-over-TCP service.
 #include "base/fd.h"
+#include "base/readers.h"
 #include "config/config.h"
-#include "rci/reply.h"
-#include "state/readers.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 
 #include <fcntl.h>

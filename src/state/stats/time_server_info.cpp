@@ -1,6 +1,6 @@
 // The time servers that chrony is configured with.
-#include "rci/reply.h"
-#include "state/readers.h"
+#include "base/readers.h"
+#include "reply/reply.h"
 #include "state/stats/stats.h"
 #include "state/text_lines.h"
 

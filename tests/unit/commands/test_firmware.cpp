@@ -1,6 +1,6 @@
 // Which files the firmware update accepts as images.
 #include "commands/firmware.h"
-#include "support/config_fixture.h"
+#include "support/scratch_dir.h"
 
 #include <gtest/gtest.h>
 

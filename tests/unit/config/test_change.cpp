@@ -1,6 +1,6 @@
+#include "config/handlers.h"
 #include "config/revert.h"
 #include "config/worklog.h"
-#include "rci/commands.h"
 #include "scratch_store.h"
 #include "support/config_fixture.h"
 #include "support/engine_channel.h"

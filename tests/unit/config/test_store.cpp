@@ -1,6 +1,6 @@
 #include "config/config.h"
+#include "config/handlers.h"
 #include "config/query.h"
-#include "rci/commands.h"
 #include "support/config_fixture.h"
 #include "support/log_capture.h"
 

@@ -4,7 +4,7 @@
 
 #include "base/xml.h"
 #include "radio/pelk.h"
-#include "support/config_fixture.h"
+#include "support/scratch_dir.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -3,8 +3,8 @@
 // it never should.
 #include "state/device/system_info.h"
 #include "state/key_value.h"
-#include "support/config_fixture.h"
 #include "support/log_capture.h"
+#include "support/scratch_dir.h"
 
 #include <gtest/gtest.h>
 

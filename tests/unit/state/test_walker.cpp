@@ -1,9 +1,9 @@
 // The state table walker with rows of its own: which rows a request element selects, in what order,
 // and which it leaves out for a capability the product lacks.
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 #include "state/state_table.h"
-#include "support/config_fixture.h"
+#include "support/scratch_dir.h"
 
 #include <gtest/gtest.h>
 

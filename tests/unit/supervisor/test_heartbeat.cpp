@@ -1,7 +1,7 @@
 // The watchdog heartbeat: at most one per 300 seconds of uptime, read from an injected clock.
 #include "supervisor/process.h"
-#include "support/config_fixture.h"
 #include "support/log_capture.h"
+#include "support/scratch_dir.h"
 
 #include <gtest/gtest.h>
 

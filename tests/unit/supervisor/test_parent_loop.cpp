@@ -1,8 +1,8 @@
 // The root parent's loop over the engine's letters; the engine's end is left to the system tests.
 #include "supervisor/process.h"
 #include "supervisor/root_daemon.h"
-#include "support/config_fixture.h"
 #include "support/log_capture.h"
+#include "support/scratch_dir.h"
 
 #include <gtest/gtest.h>
 

@@ -2,36 +2,9 @@
 #pragma once
 
 #include "config/config.h"
+#include "support/scratch_dir.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <string>
-
-class scratch_dir
-{
-  public:
-    scratch_dir()
-    {
-        char tmpl[] = "/tmp/vexa-test-XXXXXX";
-        path_ = mkdtemp(tmpl);
-    }
-    ~scratch_dir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
-    scratch_dir(const scratch_dir &) = delete;
-    scratch_dir &operator=(const scratch_dir &) = delete;
-
-    const std::string &path() const { return path_; }
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
-    std::string write(const std::string &name, const std::string &text) const
-    {
-        std::ofstream(file(name)) << text;
-        return file(name);
-    }
-
-  private:
-    std::string path_;
-};
 
 // Holds the paths for as long as the store may use them.
 class config_files
@@ -52,9 +25,3 @@ class config_files
     scratch_dir dir_;
     std::string local_, defaults_, worklog_;
 };
-
-inline std::string read_file(const std::string &path)
-{
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}

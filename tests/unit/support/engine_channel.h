@@ -1,7 +1,7 @@
 // The engine's channel to the parent over fresh pipes, with the parent's side played by the test.
 #pragma once
 
-#include "supervisor/channel.h"
+#include "channel/channel.h"
 
 #include <unistd.h>
 

@@ -1,5 +1,5 @@
 #include "base/xml.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The mutexes the executable lends to loaded libraries (which names it exports is pinned on the
 // daemon itself by daemon_exports_only_host_services).
-#include "rci/host_services.h"
+#include "supervisor/host_services.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,12 @@
-#include "rci/reply.h"
+#include "reply/reply.h"
 
+#include "base/readers.h"
 #include "base/xml.h"
 
 #include <libxml/xmlsave.h>
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -196,4 +198,11 @@ void reply_text(xmlBufferPtr buf, const char *text, size_t length)
 void reply_text(xmlBufferPtr buf, const char *text)
 {
     if (text) reply_text(buf, text, std::strlen(text));
+}
+
+int append_file(xmlBufferPtr buf, const char *path, size_t piece)
+{
+    return read_pieces(path, piece, SIZE_MAX, [buf](const char *data, size_t count) {
+        xmlBufferAdd(buf, xml::uchars(data), static_cast<int>(count));
+    });
 }

@@ -1,4 +1,4 @@
-#include "rci/host_services.h"
+#include "supervisor/host_services.h"
 
 #include <pthread.h>
 

@@ -1,4 +1,4 @@
-#include "supervisor/payload.h"
+#include "channel/payload.h"
 
 #include "base/log.h"
 

@@ -1,7 +1,7 @@
-#include "rci/validation.h"
+#include "reply/validation.h"
 
 #include "base/log.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <sys/stat.h>
 

@@ -1,9 +1,13 @@
-// What the state providers share to read the system: the output of a shell tool, a file read as a
-// stream, and a file copied into the reply or into a text.
+// Reading the system: the output of a shell tool, a file read as a stream or in pieces.
 #pragma once
 
-#include <libxml/tree.h>
+#include "base/fd.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -31,10 +35,25 @@ command_pipe open_command(const char *command);
 // Waits for the tool and returns the exit-status byte, or -1 when the wait failed.
 int close_command(command_pipe pipe);
 
-// Appends the content of the file at `path`, read in pieces of at most `piece` bytes, unchanged.
-// 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
-// a failed read stays in the reply).
-int append_file(xmlBufferPtr reply, const char *path, size_t piece);
+// Hands the content of the file at `path` to `sink(data, count)` in pieces of at most `piece`
+// bytes (at most 1024), `limit` bytes in all. 0 after the end of the file or at the limit; -1 with
+// errno when the open or a read failed (what was read before a failed read has been handed on).
+template <typename Sink> int read_pieces(const char *path, size_t piece, size_t limit, Sink sink)
+{
+    unique_fd fd(open(path, O_RDONLY | O_CLOEXEC));
+    if (fd.get() < 0) return -1;
+    char data[1024];
+    piece = std::min(piece, sizeof data);
+    while (limit > 0) {
+        ssize_t count = read(fd.get(), data, std::min(piece, limit));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return -1;
+        if (count == 0) return 0;
+        sink(data, static_cast<size_t>(count));
+        limit -= static_cast<size_t>(count);
+    }
+    return 0;
+}
 
 // Replaces `text` with the file at `path`, read in pieces of at most `piece` bytes, up to `limit`
 // bytes (a value file that never ends, a link to a device, cannot stall the query). 0 after the end

@@ -39,3 +39,7 @@ void reply_empty_children(xmlBufferPtr buf, xmlNodePtr element);
 int reply_trim_end(xmlBufferPtr buf, int count);
 // Appends one attribute node as libxml2 serialises it: a blank, the name, =, the quoted value.
 void reply_attribute(xmlBufferPtr buf, xmlAttrPtr attr);
+// Appends the content of the file at `path`, read in pieces of at most `piece` bytes, unchanged.
+// 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
+// a failed read stays in the reply).
+int append_file(xmlBufferPtr buf, const char *path, size_t piece);

@@ -1,7 +1,6 @@
-#include "supervisor/channel.h"
+#include "channel/channel.h"
 
 #include "base/log.h"
-#include "supervisor/log_errno.h"
 
 #include <pthread.h>
 #include <unistd.h>

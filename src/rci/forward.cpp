@@ -1,17 +1,11 @@
+#include "rci/forward.h"
 #include "base/log.h"
 #include "base/xml.h"
-#include "commands/targets.h"
+#include "commands/handlers.h"
 #include "rci/registry.h"
-#include "rci/reply.h"
+#include "reply/reply.h"
 
 #include <cerrno>
-
-int serialise_children(xmlBufferPtr out, xmlNodePtr element)
-{
-    for (xmlNodePtr child = element->children; child; child = child->next)
-        if (xmlNodeDump(out, element->doc, child, 0, 0) < 0) return -1;
-    return 0;
-}
 
 // The client's answer is trusted as it is: a client serves its own target and answers with
 // well-formed XML for it. The bus bounds what it may do otherwise: an answer larger than a bus
@@ -35,4 +29,9 @@ int forward_to_client(xmlBufferPtr reply, xmlNodePtr command, const char *target
     else
         reply_error_quoted(reply, 2, "Name not registered", target);
     return -1;
+}
+
+int do_command_or_forward(xmlBufferPtr reply, xmlNodePtr command, const char *source)
+{
+    return do_command(reply, command, source, forward_to_client);
 }

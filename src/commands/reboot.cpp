@@ -1,7 +1,7 @@
 #include "base/log.h"
-#include "rci/commands.h"
-#include "rci/reply.h"
-#include "supervisor/channel.h"
+#include "channel/channel.h"
+#include "commands/handlers.h"
+#include "reply/reply.h"
 
 // The reply goes out before the reboot: the parent waits a few seconds after the letter.
 int reboot_command(xmlBufferPtr reply, xmlNodePtr, const char *source)

@@ -8,7 +8,7 @@
 // thread has under way (a firmware apply holds one for minutes).
 #pragma once
 
-#include "supervisor/letters.h"
+#include "channel/letters.h"
 
 #include <sys/types.h>
 

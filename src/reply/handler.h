@@ -1,0 +1,8 @@
+// The shape of an RCI command handler, which every subsystem's commands take.
+#pragma once
+
+#include <libxml/tree.h>
+
+// A handler appends its command's output to the reply (errors as error elements inside it) and
+// returns 0 or a negative number, which is only traced.
+using rci_handler = int (*)(xmlBufferPtr reply, xmlNodePtr command, const char *source);
