@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Debian root file systems as tar files, for the tests that need a whole system of their own
 # (sourced; needs root and mmdebstrap, which `scripts/setup fresh` installs).
 #
@@ -10,12 +11,12 @@
 # No mirror is named: mmdebstrap takes the distribution's own, as a fresh Debian does, and the
 # machine's apt proxy settings, if it has any, are handed on, so the root's apt reaches packages
 # the way the machine's does. Building a root takes a minute or two, so each tar is kept per
-# machine, outside any clone, in ${VEXA_CACHE:-/var/cache/vexacsd}/roots (CI's fresh clones reuse it),
-# under a name that holds a hash of everything that shapes it (the arguments, the proxy settings
-# and this file's own text): changing any of them makes a new tar. A tar reaches its name only by
-# a rename after mmdebstrap succeeded, so an interrupted build never leaves a partial one there.
-# A tar older than 30 days is made anew, so that a cached root stays close to a fresh one; one that
-# nobody asked for in 60 days is removed.
+# machine, outside any clone, in ${VEXA_CACHE:-/var/cache/vexacsd}/roots (CI's fresh clones reuse
+# it), under a name that holds a hash of everything that shapes it (the arguments, the proxy
+# settings and the code of the builders, comments left out): changing any of them makes a new
+# tar. A tar reaches its name only by a rename after the build succeeded, so an interrupted build
+# never leaves a partial one there. A tar older than 30 days is made anew, so that a cached root
+# stays close to a fresh one; one that nobody asked for in 60 days is removed.
 #
 # A root for an architecture other than this machine's is only the first stage of `debootstrap
 # --foreign` (`scripts/setup vm` installs debootstrap), from the mirror of this machine's apt sources
@@ -73,7 +74,10 @@ debian_root_tar() {
     [ "$arch" = "$(dpkg --print-architecture)" ] ||
         build=(debian_root_first_stage "$suite" "$arch" "$variant" "$(IFS=,; echo "${packages[*]}")")
     cache=$(debian_root_cache)
-    key=$({ printf '%s\n' "${build[@]}" "${options[@]}"; cat "${BASH_SOURCE[0]}"; } | sha256sum)
+    key=$({
+        printf '%s\n' "${build[@]}" "${options[@]}"
+        declare -f "${FUNCNAME[0]}" debian_root_first_stage
+    } | sha256sum)
     name=$cache/$suite-$arch-$variant-${key:0:16}.tar
     if ! mkdir -p "$cache"; then
         echo "debian root: cannot make the cache folder $cache" >&2
@@ -95,5 +99,6 @@ debian_root_tar() {
         fi
         mv "$name.partial" "$name" && rm -f "$name.log"
     ) 9>"$name.lock" || return 1
+    # shellcheck disable=SC2034 # the caller's variable, through the name reference
     debian_root_result=$name
 }
