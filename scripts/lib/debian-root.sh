@@ -13,10 +13,16 @@
 # the way the machine's does. Building a root takes a minute or two, so each tar is kept per
 # machine, outside any clone, in ${VEXA_CACHE:-/var/cache/vexacsd}/roots (CI's fresh clones reuse
 # it), under a name that holds a hash of everything that shapes it (the arguments, the proxy
-# settings and the code of debian_root_tar, comments left out): changing any of them makes a new
-# tar. A tar reaches its name only by a rename after mmdebstrap succeeded, so an interrupted build
+# settings and the code of the builders, comments left out): changing any of them makes a new
+# tar. A tar reaches its name only by a rename after the build succeeded, so an interrupted build
 # never leaves a partial one there. A tar older than 30 days is made anew, so that a cached root
 # stays close to a fresh one; one that nobody asked for in 60 days is removed.
+#
+# A root for an architecture other than this machine's is only the first stage of `debootstrap
+# --foreign` (`scripts/setup vm` installs debootstrap), from the mirror of this machine's apt sources
+# for SUITE: mmdebstrap would have to run the architecture's programs, which needs an emulator
+# registered with the host's kernel. Such a root completes itself on its first boot with
+# `/debootstrap/debootstrap --second-stage`.
 
 debian_root_cache() {
     echo "${VEXA_CACHE:-/var/cache/vexacsd}/roots"
@@ -32,6 +38,26 @@ debian_root_proxy_options() {
     done
 }
 
+# debian_root_first_stage SUITE ARCH VARIANT PACKAGES TAR: the first stage of a foreign root, the
+# packages unpacked and not yet installed, into TAR.
+debian_root_first_stage() {
+    local suite=$1 arch=$2 variant=$3 packages=$4 tar=$5 mirror proxy folder status=0
+    mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Identifier: Packages' "Release: $suite" |
+        head -n 1)
+    if [ -z "$mirror" ] || ! command -v debootstrap >/dev/null; then
+        echo "no apt source for $suite, or no debootstrap (scripts/setup vm)"
+        return 1
+    fi
+    proxy=$(apt-config dump Acquire::http::Proxy | sed -n 's/^Acquire::http::Proxy "\(.*\)";$/\1/p')
+    folder=$tar.folder
+    rm -rf "$folder"
+    http_proxy=${proxy:-${http_proxy:-}} debootstrap --foreign --arch="$arch" --variant="$variant" \
+        ${packages:+--include="$packages"} "$suite" "$folder" "$mirror" &&
+        tar --numeric-owner -C "$folder" -cf "$tar" . || status=1
+    rm -rf "$folder"
+    return $status
+}
+
 debian_root_tar() {
     local -n debian_root_result=$1
     local suite=$2 arch=$3 variant=$4
@@ -44,8 +70,14 @@ debian_root_tar() {
     mapfile -t options < <(debian_root_proxy_options)
     options+=(--variant="$variant" --architectures="$arch" --format=tar)
     [ ${#packages[@]} -eq 0 ] || options+=("--include=$(IFS=,; echo "${packages[*]}")")
+    local build=(mmdebstrap "${options[@]}" "$suite")
+    [ "$arch" = "$(dpkg --print-architecture)" ] ||
+        build=(debian_root_first_stage "$suite" "$arch" "$variant" "$(IFS=,; echo "${packages[*]}")")
     cache=$(debian_root_cache)
-    key=$({ printf '%s\n' "$suite" "${options[@]}"; declare -f "${FUNCNAME[0]}"; } | sha256sum)
+    key=$({
+        printf '%s\n' "${build[@]}" "${options[@]}"
+        declare -f "${FUNCNAME[0]}" debian_root_first_stage
+    } | sha256sum)
     name=$cache/$suite-$arch-$variant-${key:0:16}.tar
     if ! mkdir -p "$cache"; then
         echo "debian root: cannot make the cache folder $cache" >&2
@@ -60,9 +92,9 @@ debian_root_tar() {
         # The lock is held, so a partial file of this name is one that a killed build left.
         rm -f "$name.partial"
         trap 'rm -f "$name.partial"' EXIT
-        if ! mmdebstrap "${options[@]}" "$suite" "$name.partial" </dev/null >"$name.log" 2>&1; then
+        if ! "${build[@]}" "$name.partial" </dev/null >"$name.log" 2>&1; then
             tail -n 20 "$name.log" >&2
-            echo "debian root: mmdebstrap failed (its output is in $name.log)" >&2
+            echo "debian root: ${build[0]} failed (its output is in $name.log)" >&2
             exit 1
         fi
         mv "$name.partial" "$name" && rm -f "$name.log"
