@@ -29,7 +29,7 @@ void write_state(reply_buffer &reply, xmlNodePtr element, const radio_gateway_in
         radio_format_address(info.address, address, sizeof address);
         reply_printf(reply, "    <gateway_addr>%s</gateway_addr>\n    <caps>0x%x</caps>\n", address,
                      info.caps);
-        if (!cached(element)) pelk_list_fields(reply, nullptr, network.index, 0);
+        if (!cached(element)) pelk_list_fields(element->doc, reply, nullptr, network.index, 0);
     }
     reply.append("</zigbee_state>");
 }
