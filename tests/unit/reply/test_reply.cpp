@@ -47,7 +47,7 @@ TEST(Reply, ErrorElementAndItsLeadingBracket)
 
 // Wherever a text is cut (a hint, a formatted piece), the cut falls before a tag, an entity or a
 // character that would not fit, and the reply still parses.
-TEST(Reply, CutsNeverFallInsideATagAnEntityOrACharacter)
+TEST(Reply, CutsNeverFallInsideATagAnEntityOrACharacterOfAHintEscapedBeyondTheMinimum)
 {
     EXPECT_EQ(reply_cut("ab<cd>ef", 4), 2u);
     EXPECT_EQ(reply_cut("ab<cd>ef", 6), 6u);
@@ -95,7 +95,7 @@ TEST(Reply, AttributesAreEchoedWithoutEntityReferences)
 
 // Whatever bytes the system hands over, the element they end up in parses and keeps every
 // character XML admits.
-TEST(Reply, SystemTextAlwaysParses)
+TEST(Reply, BeyondTheMinimumSystemTextIsEscapedAndAlwaysParses)
 {
     const std::string cases[] = {
         "home & <away>",
