@@ -12,7 +12,7 @@
 namespace
 {
 
-int radio_target(reply_buffer &reply, xmlNodePtr command, const char *target, const char *)
+int pelk_target(reply_buffer &reply, xmlNodePtr command, const char *target, request_source)
 {
     return pelk_do_command(reply, command, target);
 }
@@ -25,8 +25,8 @@ struct command_target {
 
 // Every name that is not here is some local client's.
 constexpr std::array command_targets{
-    command_target{.name = "pelk", .run = radio_target},
-    command_target{.name = "zigbee", .run = radio_target},
+    command_target{.name = "pelk", .run = pelk_target},
+    command_target{.name = "zigbee", .run = pelk_target},
     command_target{.name = "update", .run = firmware_update_command},
     command_target{.name = "set_password", .run = set_password_command},
 };
@@ -52,7 +52,7 @@ void echo_target(reply_buffer &reply, std::string_view target)
 
 } // namespace
 
-int do_command(reply_buffer &reply, xmlNodePtr command, const char *source,
+int do_command(reply_buffer &reply, xmlNodePtr command, request_source source,
                command_target_fn other_target)
 {
     xml::text_ptr target(xmlGetProp(command, xml::uchars("target")));

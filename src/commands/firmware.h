@@ -3,6 +3,7 @@
 #pragma once
 
 #include "commands/firmware_state.h"
+#include "reply/request_source.h"
 
 #include <sys/types.h>
 
@@ -21,10 +22,10 @@ struct firmware_places {
 extern firmware_places firmware_paths;
 
 // Admits the image at `path`, moves it to the update location and starts the update thread.
-// `source` must outlive the thread (request sources are constants). 0 started, -1 otherwise
+// 0 started, -1 otherwise
 // (firmware_state FIRMWARE_FAILED, logged).
-int start_firmware_update(const char *path, const char *source);
-// Body of the update thread; its argument is the request source.
+int start_firmware_update(const char *path, request_source source);
+// Body of the update thread; its argument is the request source, carried as a number.
 void *firmware_update_thread(void *source);
 // Checks the image unless *validated, then has the parent apply it. 0 applied, -1 otherwise.
 int apply_firmware_update(bool *validated);

@@ -83,12 +83,12 @@ int admit_image(const char *path)
 }
 
 // The thread is not joined: it ends by itself once the parent has answered.
-int start_update_thread(const char *source)
+int start_update_thread(request_source source)
 {
     firmware_state = FIRMWARE_UPDATING;
     pthread_t thread;
-    int error =
-        pthread_create(&thread, nullptr, firmware_update_thread, const_cast<char *>(source));
+    int error = pthread_create(&thread, nullptr, firmware_update_thread,
+                               reinterpret_cast<void *>(static_cast<uintptr_t>(source)));
     if (error != 0) {
         log_msg(LOG_ERR, "FW: Update failed on thread create: %d", error);
         return -1;
@@ -100,7 +100,7 @@ int start_update_thread(const char *source)
 } // namespace
 
 int firmware_update_command(reply_buffer &reply, xmlNodePtr command, const char *target,
-                            const char *source)
+                            request_source source)
 {
     xml::text_ptr type(xmlGetProp(command, xml::uchars("firmware")));
     if (!type || !xmlStrEqual(type.get(), xml::uchars("system"))) {
@@ -117,7 +117,7 @@ int firmware_update_command(reply_buffer &reply, xmlNodePtr command, const char 
     return 0;
 }
 
-int start_firmware_update(const char *path, const char *source)
+int start_firmware_update(const char *path, request_source source)
 {
     log_msg(LOG_INFO, "!Updating firmware to '%s'", path);
     if (admit_image(path) < 0 || start_update_thread(source) < 0) {
@@ -137,7 +137,8 @@ void *firmware_update_thread(void *source)
     if (apply_firmware_update(&validated) == 0) {
         log_msg(LOG_INFO, "!FW: firmware update successful, rebooting.");
         firmware_state = FIRMWARE_IDLE;
-        if (std::strcmp(static_cast<const char *>(source), "nimbo") != 0)
+        if (static_cast<request_source>(reinterpret_cast<uintptr_t>(source)) !=
+            request_source::cloud)
             parent_send(LETTER_REBOOT);
     } else {
         log_msg(LOG_ERR, "!FW: firmware update failed.");

@@ -103,7 +103,7 @@ int format_payload(char (&payload)[payload_size], const password_request &reques
 
 } // namespace
 
-int set_password_command(reply_buffer &reply, xmlNodePtr command, const char *, const char *)
+int set_password_command(reply_buffer &reply, xmlNodePtr command, const char *, request_source)
 {
     password_request request;
     read_request(command, request);

@@ -43,17 +43,17 @@ void config_replace_current(xml::doc_ptr doc);
 // Hands the current document to the caller and leaves the slot empty.
 xml::doc_ptr config_release_current();
 // The document that a SAVE selector names, or nullptr for any other value.
-xmlDocPtr config_select(int save);
+xmlDocPtr config_select(save_selector save);
 // The file path of the document that a SAVE selector names, or "" for any other value.
-const char *config_select_path(int save);
+const char *config_select_path(save_selector save);
 
 // The text of the one element that `xpath` selects, when that element has exactly one child.
-xml::text_ptr config_lookup(int save, const char *xpath);
+xml::text_ptr config_lookup(save_selector save, const char *xpath);
 
-int config_get_string(int save, const char *xpath, char *dst, size_t len);
-int config_get_int16(int save, const char *xpath, int16_t *out);
-int config_get_uint16(int save, const char *xpath, uint16_t *out);
+int config_get_string(save_selector save, const char *xpath, char *dst, size_t len);
+int config_get_int16(save_selector save, const char *xpath, int16_t *out);
+int config_get_uint16(save_selector save, const char *xpath, uint16_t *out);
 // `table` ends with nullptr; *out receives the position of the exact match.
-int config_get_enum(int save, const char *xpath, const char *const *table, int32_t *out);
-int config_get_bool(int save, const char *xpath, int32_t *out);
-int config_get_hex(int save, const char *xpath, uint8_t *dst, size_t len);
+int config_get_enum(save_selector save, const char *xpath, const char *const *table, int32_t *out);
+int config_get_bool(save_selector save, const char *xpath, int32_t *out);
+int config_get_hex(save_selector save, const char *xpath, uint8_t *dst, size_t len);

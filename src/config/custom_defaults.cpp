@@ -25,7 +25,7 @@ int check_root(reply_buffer &reply, xmlNodePtr root)
     return 0;
 }
 
-int apply_commands(reply_buffer &reply, xmlNodePtr root, const char *source)
+int apply_commands(reply_buffer &reply, xmlNodePtr root, request_source source)
 {
     for (xmlNodePtr command = root->children; command; command = command->next) {
         if (command->type != XML_ELEMENT_NODE) continue;
@@ -39,7 +39,8 @@ int apply_commands(reply_buffer &reply, xmlNodePtr root, const char *source)
         }
         // Only a failed command's set_setting reply is kept.
         size_t before = reply.mark();
-        if (int result = write_dom(reply, command, source, 0); result < 0) return result;
+        if (int result = write_dom(reply, command, source, change_notice::none); result < 0)
+            return result;
         reply.truncate(before);
     }
     return 0;
@@ -47,7 +48,7 @@ int apply_commands(reply_buffer &reply, xmlNodePtr root, const char *source)
 
 } // namespace
 
-int apply_custom_defaults(reply_buffer &reply, xmlNodePtr, const char *source)
+int apply_custom_defaults(reply_buffer &reply, xmlNodePtr, request_source source)
 {
     const char *path = current_change_paths().custom_defaults;
     struct stat info;

@@ -94,7 +94,7 @@ int merge_retained(xmlDocPtr doc, xmlNodePtr retained_root)
         xmlNodePtr copy = xmlDocCopyNode(kept, doc, 1);
         if (!copy) continue;
         for (xmlNodePtr node = root->children; node; node = node->next) {
-            if (xml_nodes_equal(node, copy, 1)) {
+            if (xml_nodes_equal(node, copy, match_mode::first_instance)) {
                 xmlUnlinkNode(node);
                 xmlFreeNode(node);
                 break;

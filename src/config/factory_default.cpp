@@ -22,7 +22,7 @@ const char *revert_exceptions(xmlNodePtr request)
 
 } // namespace
 
-int set_factory_default(reply_buffer &reply, xmlNodePtr command, const char *source)
+int set_factory_default(reply_buffer &reply, xmlNodePtr command, request_source source)
 {
     const xmlChar *action = attr_text(command, "action");
     if (action && xmlStrEqual(action, xml::uchars("revert"))) {

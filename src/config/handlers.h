@@ -3,6 +3,6 @@
 
 #include "reply/handler.h"
 
-int query_setting(reply_buffer &reply, xmlNodePtr command, const char *source);
-int set_setting(reply_buffer &reply, xmlNodePtr command, const char *source);
-int set_factory_default(reply_buffer &reply, xmlNodePtr command, const char *source);
+int query_setting(reply_buffer &reply, xmlNodePtr command, request_source source);
+int set_setting(reply_buffer &reply, xmlNodePtr command, request_source source);
+int set_factory_default(reply_buffer &reply, xmlNodePtr command, request_source source);

@@ -3,15 +3,17 @@
 #include "config/local_access.h"
 #include "config/query.h"
 
-int vexacsd_config_read_xmltree(reply_buffer &out, int save, const char *xpath, const char *source)
+int vexacsd_config_read_xmltree(reply_buffer &out, int save, const char *xpath,
+                                request_source source)
 {
     if (save != SAVE_CURRENT && save != SAVE_DEFAULTS) {
         log_msg(LOG_ERR, "Invalid SAVE value %d\n", save);
         return -1;
     }
-    xmlDocPtr doc = config_select(save);
+    const auto selector = static_cast<save_selector>(save);
+    xmlDocPtr doc = config_select(selector);
     if (!doc) {
-        log_msg(LOG_ERR, "Unable to get config %s\n", config_select_path(save));
+        log_msg(LOG_ERR, "Unable to get config %s\n", config_select_path(selector));
         return -1;
     }
     xml::xpath_object_ptr selected = xml::select_nodes(doc, xpath);

@@ -2,7 +2,7 @@
 #include "config/local_access.h"
 #include "config/write_dom.h"
 
-int config_parse_xmltree(reply_buffer &reply, const char *text, int length, const char *source)
+int config_parse_xmltree(reply_buffer &reply, const char *text, int length, request_source source)
 {
     if (!text || length <= 0) {
         log_msg(LOG_ERR, "config_parse_xmltree called with invalid params %p %d\n",
@@ -21,5 +21,5 @@ int config_parse_xmltree(reply_buffer &reply, const char *text, int length, cons
         trace("\nEmpty RCI! (%.*s)\n", length, text);
         return -1;
     }
-    return write_dom(reply, root, source, 1);
+    return write_dom(reply, root, source, change_notice::regenerate);
 }

@@ -42,7 +42,7 @@ xmlNodePtr single_valued_element(xmlNodeSetPtr set)
     return node;
 }
 
-xml::text_ptr evaluate(int save, const char *xpath)
+xml::text_ptr evaluate(save_selector save, const char *xpath)
 {
     xmlDocPtr doc = config_select(save);
     if (!doc) {
@@ -67,14 +67,14 @@ xml::text_ptr evaluate(int save, const char *xpath)
 
 } // namespace
 
-xml::text_ptr config_lookup(int save, const char *xpath)
+xml::text_ptr config_lookup(save_selector save, const char *xpath)
 {
     xml::text_ptr value = evaluate(save, xpath);
     if (!value) trace("DID NOT FIND: %s\n", xpath);
     return value;
 }
 
-int config_get_string(int save, const char *xpath, char *dst, size_t len)
+int config_get_string(save_selector save, const char *xpath, char *dst, size_t len)
 {
     if (len == 0) return config_lookup(save, xpath) ? 0 : -1;
     xml::text_ptr value = config_lookup(save, xpath);
@@ -88,7 +88,7 @@ int config_get_string(int save, const char *xpath, char *dst, size_t len)
 }
 
 template <typename T, typename Convert>
-int get_number(int save, const char *xpath, T *out, Convert convert)
+int get_number(save_selector save, const char *xpath, T *out, Convert convert)
 {
     xml::text_ptr value = config_lookup(save, xpath);
     if (!value) return -1;
@@ -98,19 +98,19 @@ int get_number(int save, const char *xpath, T *out, Convert convert)
     return *end == 0 ? 0 : -1;
 }
 
-int config_get_int16(int save, const char *xpath, int16_t *out)
+int config_get_int16(save_selector save, const char *xpath, int16_t *out)
 {
     return get_number(save, xpath, out,
                       [](const char *s, char **end) { return std::strtol(s, end, 10); });
 }
 
-int config_get_uint16(int save, const char *xpath, uint16_t *out)
+int config_get_uint16(save_selector save, const char *xpath, uint16_t *out)
 {
     return get_number(save, xpath, out,
                       [](const char *s, char **end) { return std::strtoul(s, end, 10); });
 }
 
-int config_get_enum(int save, const char *xpath, const char *const *table, int32_t *out)
+int config_get_enum(save_selector save, const char *xpath, const char *const *table, int32_t *out)
 {
     xml::text_ptr value = config_lookup(save, xpath);
     if (!value) return -1;
@@ -123,7 +123,7 @@ int config_get_enum(int save, const char *xpath, const char *const *table, int32
     return -1;
 }
 
-int config_get_bool(int save, const char *xpath, int32_t *out)
+int config_get_bool(save_selector save, const char *xpath, int32_t *out)
 {
     static constexpr const char *off_on[] = {"off", "on", nullptr};
     return config_get_enum(save, xpath, off_on, out);
@@ -131,7 +131,7 @@ int config_get_bool(int save, const char *xpath, int32_t *out)
 
 // A character that is not a hexadecimal digit ends the conversion with -1; the bytes converted
 // before it stay in `dst`.
-int config_get_hex(int save, const char *xpath, uint8_t *dst, size_t len)
+int config_get_hex(save_selector save, const char *xpath, uint8_t *dst, size_t len)
 {
     xml::text_ptr value = config_lookup(save, xpath);
     if (!value) return -1;

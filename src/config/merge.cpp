@@ -10,7 +10,7 @@ namespace
 
 struct merge_context {
     xmlDocPtr doc;
-    const char *source;
+    request_source source;
     int worklog_fd;
     reply_buffer &errors;
     int error = 0;
@@ -24,7 +24,7 @@ bool single_text_child(xmlNodePtr node)
 xmlNodePtr find_stored(xmlNodePtr request, xmlNodePtr stored)
 {
     for (; stored; stored = stored->next)
-        if (xml_nodes_equal(stored, request, 0)) return stored;
+        if (xml_nodes_equal(stored, request, match_mode::exact)) return stored;
     return nullptr;
 }
 
@@ -118,7 +118,7 @@ void merge_siblings(merge_context &merge, xmlNodePtr request, xmlNodePtr parent)
 
 } // namespace
 
-int merge_request(xmlNodePtr request, xmlNodePtr root, const char *source, int worklog_fd,
+int merge_request(xmlNodePtr request, xmlNodePtr root, request_source source, int worklog_fd,
                   reply_buffer &errors)
 {
     merge_context merge{

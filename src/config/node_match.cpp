@@ -15,14 +15,15 @@ const xmlChar *attr_text(const xmlNode *element, const char *name)
     return nullptr;
 }
 
-static bool listed(xmlNodePtr node, const char *attribute, const char *source)
+// The attributes list sources by name, and a name anywhere in the text counts.
+static bool listed(xmlNodePtr node, const char *attribute, request_source source)
 {
     if (node->type != XML_ELEMENT_NODE) return false;
     const xmlChar *text = attr_text(node, attribute);
-    return text && std::strstr(xml::chars(text), source);
+    return text && std::strstr(xml::chars(text), request_source_name(source));
 }
 
-int node_writable(xmlNodePtr node, const char *source)
+int node_writable(xmlNodePtr node, request_source source)
 {
     if (!listed(node, "ro", source)) return 1;
     if (debug_level > 0) {
@@ -32,7 +33,7 @@ int node_writable(xmlNodePtr node, const char *source)
     return 0;
 }
 
-int node_readable(xmlNodePtr node, const char *source)
+int node_readable(xmlNodePtr node, request_source source)
 {
     return listed(node, "wo", source) ? 0 : 1;
 }
@@ -59,7 +60,8 @@ bool same(const xmlChar *a, const xmlChar *b)
     return a && b && xmlStrcmp(a, b) == 0;
 }
 
-// In rci mode a request for instance 1 also finds a group stored without index or name.
+// Matching the first instance, a request for instance 1 also finds a group stored without index
+// or name.
 bool first_instance_passes(xmlNodePtr stored)
 {
     const xmlChar *index = attr_text(stored, "index");
@@ -67,10 +69,11 @@ bool first_instance_passes(xmlNodePtr stored)
     return !xmlHasProp(stored, xml::uchars("name"));
 }
 
-bool attribute_passes(xmlNodePtr stored, const xmlAttr *attr, int rci_mode)
+bool attribute_passes(xmlNodePtr stored, const xmlAttr *attr, match_mode mode)
 {
     const xmlChar *value = attr_text(attr->parent, xml::chars(attr->name));
-    if (rci_mode && same(attr->name, xml::uchars("index")) && same(value, xml::uchars("1")))
+    if (mode == match_mode::first_instance && same(attr->name, xml::uchars("index")) &&
+        same(value, xml::uchars("1")))
         return first_instance_passes(stored);
     if (!value) return true;
     const xmlChar *stored_value = attr_text(stored, xml::chars(attr->name));
@@ -81,7 +84,7 @@ bool attribute_passes(xmlNodePtr stored, const xmlAttr *attr, int rci_mode)
 
 } // namespace
 
-int xml_nodes_equal(xmlNodePtr stored, xmlNodePtr request, int rci_mode)
+int xml_nodes_equal(xmlNodePtr stored, xmlNodePtr request, match_mode mode)
 {
     if (stored->type != request->type) {
         trace("%s %s types differ.  No match.\n", xml::chars(stored->name),
@@ -93,9 +96,10 @@ int xml_nodes_equal(xmlNodePtr stored, xmlNodePtr request, int rci_mode)
         return 0;
     }
     if (!stored->properties && !request->properties) return 1;
-    trace(rci_mode ? "xml_nodes_equal - rci_mode\n" : "xml_nodes_equal - normal mode\n");
+    trace(mode == match_mode::first_instance ? "xml_nodes_equal - rci_mode\n"
+                                             : "xml_nodes_equal - normal mode\n");
     for (const xmlAttr *attr = request->properties; attr; attr = attr->next)
-        if (!attribute_passes(stored, attr, rci_mode)) return 0;
+        if (!attribute_passes(stored, attr, mode)) return 0;
     trace("%s MATCH\n", xml::chars(stored->name));
     return 1;
 }

@@ -34,7 +34,8 @@ void report_unknown(reply_buffer &buf, xmlNodePtr request)
 }
 
 // Renders every stored sibling named like the request; false when there is none.
-bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored, const char *source)
+bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored,
+                      request_source source)
 {
     bool found = false;
     for (; stored; stored = stored->next) {
@@ -49,16 +50,17 @@ bool render_all_named(reply_buffer &buf, xmlNodePtr request, xmlNodePtr stored, 
 xmlNodePtr find_match(xmlNodePtr request, xmlNodePtr stored)
 {
     for (; stored; stored = stored->next)
-        if (xml_nodes_equal(stored, request, 1)) return stored;
+        if (xml_nodes_equal(stored, request, match_mode::first_instance)) return stored;
     return nullptr;
 }
 
-void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source);
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first,
+          request_source source);
 
 // A request element with children narrows the reply to the settings it names. Its start tag
 // echoes the request (without ro and wo); every start tag written here is closed again, also
 // when the stored match has no settings at all, so the reply always parses.
-void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, const char *source)
+void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, request_source source)
 {
     buf.append("<");
     buf.append(xml::chars(request->name));
@@ -78,7 +80,8 @@ void descend(reply_buffer &buf, xmlNodePtr request, xmlNodePtr match, const char
 
 // Answers each request element from the stored siblings; every search starts again at the first
 // stored sibling, so two requests for one plain group both render all of its instances.
-void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, const char *source)
+void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first,
+          request_source source)
 {
     for (xmlNodePtr request = request_first; request; request = request->next) {
         if (request->type != XML_ELEMENT_NODE) continue;
@@ -99,7 +102,7 @@ void walk(reply_buffer &buf, xmlNodePtr request_first, xmlNodePtr stored_first, 
 
 } // namespace
 
-int read_dom(reply_buffer &reply, xmlNodePtr request, const char *source)
+int read_dom(reply_buffer &reply, xmlNodePtr request, request_source source)
 {
     bool known = false;
     xmlDocPtr doc = query_document(request, &known);
@@ -127,7 +130,7 @@ int read_dom(reply_buffer &reply, xmlNodePtr request, const char *source)
     return 0;
 }
 
-int query_setting(reply_buffer &reply, xmlNodePtr command, const char *source)
+int query_setting(reply_buffer &reply, xmlNodePtr command, request_source source)
 {
     if (read_dom(reply, command, source) < 0)
         reply_error(reply, 4, "Internal error", "query_setting");

@@ -7,11 +7,11 @@
 namespace
 {
 
-bool hidden(xmlNodePtr element, const char *source)
+bool hidden(xmlNodePtr element, request_source source)
 {
     if (!node_readable(element, source)) return true;
     // Read-only settings are hidden from the cloud; local scripts see them.
-    return std::strcmp(source, "nimbo") == 0 && !node_writable(element, source);
+    return source == request_source::cloud && !node_writable(element, source);
 }
 
 bool access_attribute(const xmlNode *attr)
@@ -25,7 +25,7 @@ void render_text(reply_buffer &buf, xmlNodePtr text)
     buf.append_encoded(text->doc, text->content);
 }
 
-void render_element(reply_buffer &buf, xmlNodePtr element, const char *source)
+void render_element(reply_buffer &buf, xmlNodePtr element, request_source source)
 {
     buf.append("<");
     buf.append(xml::chars(element->name));
@@ -45,7 +45,7 @@ void render_element(reply_buffer &buf, xmlNodePtr element, const char *source)
 
 } // namespace
 
-void render_node(reply_buffer &buf, xmlNodePtr node, const char *source)
+void render_node(reply_buffer &buf, xmlNodePtr node, request_source source)
 {
     if (!node) return;
     switch (node->type) {

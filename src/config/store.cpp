@@ -77,7 +77,7 @@ xml::doc_ptr config_release_current()
     return std::move(the_store.current);
 }
 
-xmlDocPtr config_select(int save)
+xmlDocPtr config_select(save_selector save)
 {
     switch (save) {
     case SAVE_CURRENT:
@@ -89,7 +89,7 @@ xmlDocPtr config_select(int save)
     }
 }
 
-const char *config_select_path(int save)
+const char *config_select_path(save_selector save)
 {
     switch (save) {
     case SAVE_CURRENT:

@@ -96,7 +96,8 @@ int discard_changes(int error)
 }
 
 // Validates, merges, saves and notifies; 0 or the error id.
-int apply_change(xmlNodePtr request, const char *source, int notify, reply_buffer &errors)
+int apply_change(xmlNodePtr request, request_source source, change_notice notify,
+                 reply_buffer &errors)
 {
     bool deferred = false;
     if (int error = check_request(request, &deferred)) return error;
@@ -115,7 +116,8 @@ int apply_change(xmlNodePtr request, const char *source, int notify, reply_buffe
         log_msg(LOG_ERR, "Unable to write to worklog! %d\n", errno);
         error = 6;
     }
-    if (error == 0 && !deferred && notify) parent_send(LETTER_GENERATE);
+    if (error == 0 && !deferred && notify == change_notice::regenerate)
+        parent_send(LETTER_GENERATE);
     return error;
 }
 
@@ -140,7 +142,7 @@ const char *change_error_text(int id)
 
 // The merge leaves the request's own children and their attributes in place: the echo of a
 // success is written from them afterwards.
-int write_dom(reply_buffer &reply, xmlNodePtr request, const char *source, int notify)
+int write_dom(reply_buffer &reply, xmlNodePtr request, request_source source, change_notice notify)
 {
     if (request) reply_open_tag_attrs(reply, request);
     int error = apply_change(request, source, notify, reply);
@@ -154,7 +156,7 @@ int write_dom(reply_buffer &reply, xmlNodePtr request, const char *source, int n
     return -error;
 }
 
-int set_setting(reply_buffer &reply, xmlNodePtr command, const char *source)
+int set_setting(reply_buffer &reply, xmlNodePtr command, request_source source)
 {
-    return write_dom(reply, command, source, 1);
+    return write_dom(reply, command, source, change_notice::regenerate);
 }

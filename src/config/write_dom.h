@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/xml.h"
+#include "reply/request_source.h"
 #include "reply/validation.h"
 
 // Files of the device that configuration changes read besides the configuration file table.
@@ -31,10 +32,14 @@ inline constexpr validation_rule set_setting_rule{
 // The description of a set_setting error id, or "" for an id outside the table.
 const char *change_error_text(int id);
 
+// Whether a saved change tells the parent.
+enum class change_notice { regenerate, none };
+
 // Applies a set_setting request (or any element passed as one: the schema admits only a valid
 // set_setting) for the request source `source`. The request's children may be moved into the
 // configuration; the caller still owns and frees the request. Appends the set_setting reply
 // element to `reply`: on success the request's groups as empty elements, else the error elements.
-// `notify` 0 never sends LETTER_GENERATE to the parent. Returns 0, or minus the error id of the
-// reply.
-int write_dom(reply_buffer &reply, xmlNodePtr request, const char *source, int notify);
+// With change_notice::regenerate a saved change that is not deferred asks the parent to regenerate
+// the system files (LETTER_GENERATE); change_notice::none never does. This is what answers
+// set_setting. Returns 0, or minus the error id of the reply.
+int write_dom(reply_buffer &reply, xmlNodePtr request, request_source source, change_notice notify);

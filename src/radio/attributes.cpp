@@ -54,7 +54,7 @@ int close_with_network(reply_buffer &reply, xmlNodePtr element)
     return -1;
 }
 
-int open_radio_element(reply_buffer &reply, xmlNodePtr element, radio_target &target)
+int open_radio_element(reply_buffer &reply, xmlNodePtr element, pelk_node &target)
 {
     if (xml::text_ptr addr = attribute(element, "addr")) {
         echo_attribute(reply, "addr", addr.get());

@@ -30,7 +30,7 @@ network_choice read_network_index(xmlNodePtr element);
 int close_with_network(reply_buffer &reply, xmlNodePtr element);
 
 // The radio that a subcommand addresses: the gateway's own, or the node of its `addr`.
-struct radio_target {
+struct pelk_node {
     uint8_t address[8] = {};
     bool remote = false;
     uint8_t network = 0;
@@ -46,4 +46,4 @@ int read_node_address(xmlNodePtr element, const char *name, uint8_t address[8]);
 // With "<NAME" appended: echoes and checks `addr`, closes the start tag with the network_index
 // echo and checks the network. On failure the error element is written (closing the start tag)
 // and -1 returned; the caller closes its element either way.
-int open_radio_element(reply_buffer &reply, xmlNodePtr element, radio_target &target);
+int open_radio_element(reply_buffer &reply, xmlNodePtr element, pelk_node &target);

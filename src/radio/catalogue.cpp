@@ -163,9 +163,12 @@ int catalogue_select_rows(catalogue_selector &sel, const uint8_t *node, uint8_t 
     return static_cast<int>(rows.size());
 }
 
-int catalogue_select(catalogue_selector &sel, const uint8_t *node, uint8_t network, int which)
+int catalogue_select(catalogue_selector &sel, const uint8_t *node, uint8_t network,
+                     catalogue_choice which)
 {
-    return catalogue_select_rows(sel, node, network, which ? settings_catalogue : state_catalogue);
+    return catalogue_select_rows(sel, node, network,
+                                 which == catalogue_choice::settings ? settings_catalogue
+                                                                     : state_catalogue);
 }
 
 int catalogue_find_field(const catalogue_selector &sel, const char *name)

@@ -87,8 +87,11 @@ struct catalogue_selector {
 // library's negative result when the gateway radio cannot be read.
 int catalogue_select_rows(catalogue_selector &sel, const uint8_t *node, uint8_t network,
                           catalogue rows);
-// `which` 0 selects the state catalogue, anything else the settings catalogue.
-int catalogue_select(catalogue_selector &sel, const uint8_t *node, uint8_t network, int which);
+// The two catalogues, as a listing or a selection names them.
+enum class catalogue_choice { state, settings };
+// catalogue_select_rows of the chosen catalogue.
+int catalogue_select(catalogue_selector &sel, const uint8_t *node, uint8_t network,
+                     catalogue_choice which);
 
 // Index of the first applicable row named `name`, or CATALOGUE_NO_FIELD.
 int catalogue_find_field(const catalogue_selector &sel, const char *name);

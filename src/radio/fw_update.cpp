@@ -26,11 +26,11 @@ constexpr std::array recover_modes{
     recover_mode{.prefix = "never", .code = RECOVER_NEVER},
 };
 
-// The echo of a recover code; "true" and "only" share code 1 and differ by the true flag.
-const char *recover_echo(int code, int true_flag)
+// The echo of a recover code; "true" and "only" share code 1 and differ by what was said.
+const char *recover_echo(int code, bool said_true)
 {
     if (code == RECOVER_NEVER) return " recover=\"never\"";
-    if (code == RECOVER_YES) return true_flag ? " recover=\"true\"" : " recover=\"only\"";
+    if (code == RECOVER_YES) return said_true ? " recover=\"true\"" : " recover=\"only\"";
     return "";
 }
 
@@ -93,10 +93,10 @@ int fw_update(reply_buffer &reply, xmlNodePtr element)
         pelk_error(reply, PELK_INVALID_PARAMETER, invalid);
         return -1;
     }
-    int true_flag = 0;
+    bool said_true = false;
     xml::text_ptr recover = attribute(element, "recover");
-    u.recover = parse_recover(xml::chars(recover.get()), &true_flag);
-    reply.append(recover_echo(u.recover, true_flag));
+    u.recover = parse_recover(xml::chars(recover.get()), &said_true);
+    reply.append(recover_echo(u.recover, said_true));
     int network = close_with_network(reply, element);
     if (network < 0) return -1;
     u.network = static_cast<uint8_t>(network);
@@ -105,11 +105,11 @@ int fw_update(reply_buffer &reply, xmlNodePtr element)
 
 } // namespace
 
-int parse_recover(const char *text, int *true_flag)
+int parse_recover(const char *text, bool *said_true)
 {
     for (const recover_mode &mode : recover_modes) {
         if (!text || strncasecmp(text, mode.prefix, std::strlen(mode.prefix)) != 0) continue;
-        if (&mode == &recover_modes[0]) *true_flag = 1;
+        if (&mode == &recover_modes[0]) *said_true = true;
         return mode.code;
     }
     return RECOVER_NONE;

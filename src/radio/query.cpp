@@ -26,11 +26,13 @@ void write_field(xmlDocPtr doc, reply_buffer &reply, const catalogue_row &row, c
 
 int query(reply_buffer &reply, xmlNodePtr element)
 {
-    radio_target target;
+    pelk_node target;
     if (open_radio_element(reply, element, target) < 0) return -1;
     reply.append("\n  <radio>\n");
-    int result = pelk_list_fields(element->doc, reply, target.node(), target.network,
-                                  xml::name_is(element, "query_setting"));
+    int result =
+        pelk_list_fields(element->doc, reply, target.node(), target.network,
+                         xml::name_is(element, "query_setting") ? catalogue_choice::settings
+                                                                : catalogue_choice::state);
     reply.append("  </radio>\n");
     return result;
 }
@@ -38,7 +40,7 @@ int query(reply_buffer &reply, xmlNodePtr element)
 } // namespace
 
 int pelk_list_fields(xmlDocPtr doc, reply_buffer &reply, const uint8_t *address, uint8_t network,
-                     int which)
+                     catalogue_choice which)
 {
     catalogue_selector sel;
     if (catalogue_select(sel, address, network, which) < 0) {

@@ -29,15 +29,15 @@ struct option_flags {
     const char *name;
     unsigned flags;
 };
-constexpr std::array radio_options{
+constexpr std::array at_command_options{
     option_flags{.name = "apply", .flags = RADIO_APPLY},
     option_flags{.name = "queue", .flags = RADIO_QUEUE},
 };
 
-struct radio_request {
+struct at_command_request {
     xml::text_ptr id;
     int format = FORMAT_INTEGER;
-    radio_target target;
+    pelk_node target;
     int timeout = -1; // the library's default
     unsigned flags = RADIO_APPLY;
     uint8_t parameter[answer_size] = {};
@@ -46,7 +46,7 @@ struct radio_request {
 };
 
 // The attribute that the first failed check names, or nullptr; echoes addr and network_index.
-const char *read_attributes(reply_buffer &reply, xmlNodePtr element, radio_request &r)
+const char *read_attributes(reply_buffer &reply, xmlNodePtr element, at_command_request &r)
 {
     if (xml::text_ptr format = attribute(element, "format")) {
         auto at = std::ranges::find_if(pelk_format_names, [&](const char *name) {
@@ -71,7 +71,7 @@ const char *read_attributes(reply_buffer &reply, xmlNodePtr element, radio_reque
         r.timeout = static_cast<int32_t>(value);
     }
     if (xml::text_ptr option = attribute(element, "option")) {
-        const option_flags *row = find_named(radio_options, xml::chars(option.get()));
+        const option_flags *row = find_named(at_command_options, xml::chars(option.get()));
         if (!row) return "option";
         r.flags = row->flags;
     }
@@ -90,7 +90,7 @@ std::string_view trimmed(const char *text)
 }
 
 // The parameter bytes of the element's text in the request's format; false when it is not one.
-bool read_parameter(xmlNodePtr element, radio_request &r)
+bool read_parameter(xmlNodePtr element, at_command_request &r)
 {
     xml::text_ptr content(xmlNodeGetContent(element));
     r.text = trimmed(content ? xml::chars(content.get()) : "");
@@ -139,7 +139,7 @@ void write_answer(xmlDocPtr doc, reply_buffer &reply, int format, const uint8_t 
     }
 }
 
-int send_command(xmlDocPtr doc, reply_buffer &reply, radio_request &r)
+int send_command(xmlDocPtr doc, reply_buffer &reply, at_command_request &r)
 {
     // One byte more than the radio may send, and zeros after a short answer, so that an address
     // answer is always 8 bytes long and a string answer always ends.
@@ -162,7 +162,7 @@ int send_command(xmlDocPtr doc, reply_buffer &reply, radio_request &r)
 
 int radio_command(reply_buffer &reply, xmlNodePtr element)
 {
-    radio_request r;
+    at_command_request r;
     r.id = attribute(element, "id");
     if (!r.id) {
         pelk_error(reply, PELK_MISSING_PARAMETER, "id");

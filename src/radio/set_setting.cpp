@@ -50,10 +50,10 @@ int write_group(const catalogue_selector &sel, uint8_t network, xmlNodePtr group
     return catalogue_commit(sel, network);
 }
 
-int set_group(reply_buffer &reply, const radio_target &target, xmlNodePtr group)
+int set_group(reply_buffer &reply, const pelk_node &target, xmlNodePtr group)
 {
     catalogue_selector sel;
-    if (catalogue_select(sel, target.node(), target.network, 1) < 0) {
+    if (catalogue_select(sel, target.node(), target.network, catalogue_choice::settings) < 0) {
         pelk_error(reply, PELK_SAVE_ERROR, "Pelk not available");
         return -1;
     }
@@ -66,7 +66,7 @@ int set_group(reply_buffer &reply, const radio_target &target, xmlNodePtr group)
 
 int set_setting(reply_buffer &reply, xmlNodePtr element)
 {
-    radio_target target;
+    pelk_node target;
     if (open_radio_element(reply, element, target) < 0) return -1;
     xmlNodePtr group = group_of(element);
     if (!group) return 0; // nothing to write

@@ -3,7 +3,9 @@
 // 0, or -1 after writing an error element.
 #pragma once
 
+#include "radio/catalogue.h"
 #include "reply/reply_buffer.h"
+
 #include <libpelk.h>
 
 #include <cstdint>
@@ -23,12 +25,12 @@ int pelk_query(reply_buffer &reply, xmlNodePtr element);
 int pelk_set_setting(reply_buffer &reply, xmlNodePtr element);
 int pelk_factory_default(reply_buffer &reply, xmlNodePtr element);
 
-// One line per field of the catalogue (`which` 0: state, else settings) that the radio at
-// `address` (nullptr: the gateway's own) has; fields the radio does not know are left out. String
-// values are entity-encoded for `doc`, the request's document. 0, or -1 after an error element
-// (the fields listed before it stay).
+// One line per field of the chosen catalogue that the radio at `address` (nullptr: the gateway's
+// own) has; fields the radio does not know are left out. String values are entity-encoded for
+// `doc`, the request's document. 0, or -1 after an error element (the fields listed before it
+// stay).
 int pelk_list_fields(xmlDocPtr doc, reply_buffer &reply, const uint8_t *address, uint8_t network,
-                     int which);
+                     catalogue_choice which);
 
 // One device element of discover: `index` + 1 as its index, the firmware update block when
 // `fw_status` is set. The node identifier and the update file name are entity-encoded for `doc`,
@@ -42,6 +44,6 @@ int write_neighbour_table(reply_buffer &reply, const uint8_t address[8], uint8_t
 
 // Recover modes of fw_update.
 enum recover_code : int { RECOVER_NONE = 0, RECOVER_YES = 1, RECOVER_NEVER = 2 };
-// The recover code of a recover attribute (nullptr: absent); *true_flag becomes 1 for "true" and
-// is left alone otherwise.
-int parse_recover(const char *text, int *true_flag);
+// The recover code of a recover attribute (nullptr: absent); *said_true becomes true for "true"
+// and is left alone otherwise.
+int parse_recover(const char *text, bool *said_true);

@@ -29,7 +29,8 @@ void write_state(reply_buffer &reply, xmlNodePtr element, const radio_gateway_in
         radio_format_address(info.address, address, sizeof address);
         reply_printf(reply, "    <gateway_addr>%s</gateway_addr>\n    <caps>0x%x</caps>\n", address,
                      info.caps);
-        if (!cached(element)) pelk_list_fields(element->doc, reply, nullptr, network.index, 0);
+        if (!cached(element))
+            pelk_list_fields(element->doc, reply, nullptr, network.index, catalogue_choice::state);
     }
     reply.append("</zigbee_state>");
 }

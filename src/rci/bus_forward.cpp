@@ -3,18 +3,12 @@
 #include <cerrno>
 #include <cstring>
 
-namespace
-{
-// Longer than any command a local client should need; the listener waits this long at most.
-constexpr int forward_timeout_ms = 45000;
-} // namespace
-
 forward_reply bus_forward_call(const char *name, const char *payload, size_t length,
                                msgbus_peer peer)
 {
     char *text = nullptr;
     int result = msgbus_call(peer, MSGBUS_OP_FORWARD, name, std::strlen(name) + 1, payload, length,
-                             &text, 0, forward_timeout_ms);
+                             &text, 0, bus_forward_timeout_ms);
     forward_reply reply(text);
     if (result < 0) {
         // do_command tells a timeout from other failures by errno, which must survive the free.

@@ -58,7 +58,7 @@ void rci_request(const bus_message &message, bus_reply &reply)
     };
     msgbus_credentials(message.peer, &credentials);
     reply.result =
-        RCI_Processing(message.payload, message.length, reply.text, request_source(credentials));
+        RCI_Processing(message.payload, message.length, reply.text, request_source_of(credentials));
     reply.with_text = reply.result >= 0;
 }
 
@@ -84,11 +84,11 @@ void write_config(const bus_message &message, bus_reply &reply)
 {
     // The bus caps a message far below INT_MAX, so the length fits the parser's int.
     const std::string text(message.payload, message.length);
-    reply.result =
-        config_parse_xmltree(reply.text, text.c_str(), static_cast<int>(text.size()), "python");
+    reply.result = config_parse_xmltree(reply.text, text.c_str(), static_cast<int>(text.size()),
+                                        request_source::local);
     // A reply that could not be built whole is not sent.
     reply.with_text = !reply.text.failed();
-    if (!reply.with_text) reply.result = -1;
+    if (!reply.with_text) reply.result = BUS_RESULT_FAILED;
 }
 
 void read_config(const bus_message &message, bus_reply &reply)
@@ -97,18 +97,19 @@ void read_config(const bus_message &message, bus_reply &reply)
     int save = message.length ? static_cast<unsigned char>(message.payload[0]) : 0;
     const std::string xpath =
         message.length ? std::string(message.payload + 1, message.length - 1) : "";
-    reply.with_text = vexacsd_config_read_xmltree(reply.text, save, xpath.c_str(), "python") == 0 &&
-                      !reply.text.failed();
+    reply.with_text =
+        vexacsd_config_read_xmltree(reply.text, save, xpath.c_str(), request_source::local) == 0 &&
+        !reply.text.failed();
     if (!reply.with_text) {
         log_msg(LOG_ERR, "vexacsd_config_read_xmltree failed, ret -1\n");
-        reply.result = -1;
+        reply.result = BUS_RESULT_FAILED;
     }
 }
 
 void ignored(const bus_message &message, bus_reply &reply)
 {
     log_msg(LOG_ERR, "ignored op=%d\n", message.op);
-    reply.result = -1;
+    reply.result = BUS_RESULT_FAILED;
 }
 
 constexpr std::array bus_operations{
@@ -152,10 +153,10 @@ void send_reply(const bus_message &message, uint32_t tag, const bus_reply &reply
 
 } // namespace
 
-const char *request_source(const struct msgbus_credentials &credentials)
+request_source request_source_of(const struct msgbus_credentials &credentials)
 {
     bool cloud = credentials.uid == cloud_connector_uid && credentials.gid == cloud_connector_gid;
-    return cloud ? "nimbo" : "python";
+    return cloud ? request_source::cloud : request_source::local;
 }
 
 void bus_message_handler(msgbus_peer peer, void *, int op, uint32_t tag, const void *payload,

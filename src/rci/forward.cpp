@@ -10,7 +10,7 @@
 // The client's answer is trusted as it is: a client serves its own target and answers with
 // well-formed XML for it. The bus bounds what it may do otherwise: an answer larger than a bus
 // message, or none within the call's timeout, ends as an error element.
-int forward_to_client(reply_buffer &reply, xmlNodePtr command, const char *target, const char *)
+int forward_to_client(reply_buffer &reply, xmlNodePtr command, const char *target, request_source)
 {
     reply_buffer content;
     if (serialise_children(content, command) < 0) return -1;
@@ -33,7 +33,7 @@ int forward_to_client(reply_buffer &reply, xmlNodePtr command, const char *targe
     return -1;
 }
 
-int do_command_or_forward(reply_buffer &reply, xmlNodePtr command, const char *source)
+int do_command_or_forward(reply_buffer &reply, xmlNodePtr command, request_source source)
 {
     return do_command(reply, command, source, forward_to_client);
 }

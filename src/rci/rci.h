@@ -1,19 +1,15 @@
 // RCI request processing: one rci_request document in, one rci_reply text out.
 #pragma once
 
+#include "base/bus_endpoint.h"
 #include "reply/reply_buffer.h"
+#include "reply/request_source.h"
 
 #include <cstddef>
 
-// Results of RCI_Processing besides the reply length.
-enum rci_result : int {
-    RCI_NO_CONTENT = -2, // no root, unnamed root, or a root without child nodes
-    RCI_WRONG_ROOT = -3, // the root is not rci_request
-    RCI_NO_BUFFER = -4,  // the reply could not be built (memory ran out)
-    RCI_NOT_WELL_FORMED = -5,
-};
+// RCI_Processing's results besides the reply length are rci_result (base/bus_endpoint.h).
 
 // Parses `size` bytes of `text` (not necessarily terminated) and runs each command element,
 // writing the rci_reply into `reply`, which the caller passes empty. Returns the reply's length;
 // on a negative rci_result `reply` holds nothing to send.
-int RCI_Processing(const char *text, size_t size, reply_buffer &reply, const char *source);
+int RCI_Processing(const char *text, size_t size, reply_buffer &reply, request_source source);

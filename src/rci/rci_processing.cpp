@@ -23,7 +23,7 @@ int check_root(xmlNodePtr root)
     return 0;
 }
 
-void run_command(reply_buffer &reply, xmlNodePtr element, const char *source)
+void run_command(reply_buffer &reply, xmlNodePtr element, request_source source)
 {
     const char *name = xml::chars(element->name);
     const rci_command *command = rci_find_command(name);
@@ -38,7 +38,7 @@ void run_command(reply_buffer &reply, xmlNodePtr element, const char *source)
 
 } // namespace
 
-int RCI_Processing(const char *text, size_t size, reply_buffer &reply, const char *source)
+int RCI_Processing(const char *text, size_t size, reply_buffer &reply, request_source source)
 {
     int len = size > INT_MAX ? INT_MAX : static_cast<int>(size);
     trace("RCI_Processing: %.*s\n", len, text);

@@ -5,6 +5,7 @@
 // registry; registry_call keeps the mutex for the whole walk, forward calls included.
 #pragma once
 
+#include "base/bus_endpoint.h"
 #include "msgbus.h"
 
 #include <cstddef>
@@ -20,8 +21,6 @@ using forward_reply = std::unique_ptr<char, malloc_deleter>;
 // Forwards `length` bytes of `payload` for target `name` to `peer`; the reply text or nullptr.
 using registry_forward = forward_reply (*)(const char *name, const char *payload, size_t length,
                                            msgbus_peer peer);
-
-enum registry_result : int { REGISTRY_ADDED = 0, REGISTRY_TAKEN = -1, REGISTRY_NO_MEMORY = -2 };
 
 // Empties the registry; the engine calls it before the listener thread starts.
 void registry_init();

@@ -9,7 +9,7 @@ namespace
 {
 
 // The radio's group reads the same in either mode.
-int zigbee_group(reply_buffer *reply, xmlNodePtr element, int, const state_arg &)
+int zigbee_state_group(reply_buffer *reply, xmlNodePtr element, state_mode, const state_arg &)
 {
     return zigbee_state(reply, element);
 }
@@ -20,7 +20,7 @@ constexpr std::array state_group_rows{
               .provider = render_state_table,
               .arg = {.table = &device_info_fields}},
     state_row{.name = "zigbee_state",
-              .provider = zigbee_group,
+              .provider = zigbee_state_group,
               .capability = "pelk",
               .self_tagged = true},
     state_row{.name = "mobile_stats", .provider = mobile_stats, .capability = "cell"},

@@ -3,6 +3,6 @@
 
 #include "reply/handler.h"
 
-int set_state(reply_buffer &reply, xmlNodePtr command, const char *source);
-int query_state(reply_buffer &reply, xmlNodePtr command, const char *source);
-int query_descriptor(reply_buffer &reply, xmlNodePtr command, const char *source);
+int set_state(reply_buffer &reply, xmlNodePtr command, request_source source);
+int query_state(reply_buffer &reply, xmlNodePtr command, request_source source);
+int query_descriptor(reply_buffer &reply, xmlNodePtr command, request_source source);

@@ -48,7 +48,7 @@ int stream_descriptor(reply_buffer &reply, const char *path)
 
 } // namespace
 
-int query_descriptor(reply_buffer &reply, xmlNodePtr command, const char *)
+int query_descriptor(reply_buffer &reply, xmlNodePtr command, request_source)
 {
     reply_buffer path;
     log_msg(LOG_INFO, "Processing %s -", xml::chars(command->name));

@@ -58,7 +58,7 @@ void report(reply_buffer &reply, xmlNodePtr command, int outcome)
 
 } // namespace
 
-int set_state(reply_buffer &reply, xmlNodePtr command, const char *)
+int set_state(reply_buffer &reply, xmlNodePtr command, request_source)
 {
     reply.append("<set_state>");
     int outcome = validate_request(command, schema, set_state_rule, reply);

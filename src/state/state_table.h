@@ -36,8 +36,10 @@ struct state_arg {
 // argument. In query mode it appends only the value text, or, when its row is self-tagged, its
 // whole element or nothing. Every provider but the three that apply or ignore the mode returns
 // STATE_NOT_SETTABLE at once in set mode.
-using state_provider = int (*)(reply_buffer *reply, xmlNodePtr element, int mode,
-                               const state_arg &arg);
+// Providers are declared with the function type.
+using state_provider_fn = int(reply_buffer *reply, xmlNodePtr element, state_mode mode,
+                              const state_arg &arg);
+using state_provider = state_provider_fn *;
 
 // One group or field. `name` is the element name, matched exactly against request elements;
 // `name_attr`, when set, is written as the element's name attribute and a request element whose
@@ -56,7 +58,8 @@ struct state_row {
 // Walks arg.table under `element` (every row when the element has no child nodes, else the rows
 // its child elements name, in request order). Returns the result of the last provider it called,
 // or -1 when it called none. It is the provider of the groups that are field tables.
-int render_state_table(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+int render_state_table(reply_buffer *reply, xmlNodePtr element, state_mode mode,
+                       const state_arg &arg);
 
 // The state groups, in the order query_state lists them.
 extern const state_table state_groups;

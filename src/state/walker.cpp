@@ -23,7 +23,7 @@ bool name_attr_differs(const state_row &row, xmlNodePtr request)
 }
 
 // Set mode has no reply buffer: the tags go nowhere.
-int serve_row(const state_row &row, reply_buffer *reply, xmlNodePtr request, int mode)
+int serve_row(const state_row &row, reply_buffer *reply, xmlNodePtr request, state_mode mode)
 {
     trace(" %s", row.name);
     bool wrap = reply && !row.self_tagged;
@@ -35,7 +35,8 @@ int serve_row(const state_row &row, reply_buffer *reply, xmlNodePtr request, int
 
 } // namespace
 
-int render_state_table(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
+int render_state_table(reply_buffer *reply, xmlNodePtr element, state_mode mode,
+                       const state_arg &arg)
 {
     int result = -1;
     trace("\nProcessing %s -", element ? xml::chars(element->name) : "ALL");

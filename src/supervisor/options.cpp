@@ -1,3 +1,4 @@
+#include "base/bus_endpoint.h"
 #include "base/log.h"
 #include "supervisor/process.h"
 
@@ -34,7 +35,7 @@ bool parse_options(int argc, char **argv)
     while ((option = getopt(argc, argv, "vndh?i:c:")) != -1) {
         switch (option) {
         case 'v':
-            std::fprintf(stderr, "vexacsd version %s\n", "0.1");
+            std::fprintf(stderr, "vexacsd version %s\n", vexacsd_version);
             std::exit(1);
         case 'n':
             no_daemon = true;

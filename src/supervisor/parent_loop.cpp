@@ -45,14 +45,15 @@ constexpr payload_reading password_reading{
 };
 
 // What the parent does with one letter; the letter's rule (letters.h) says whether it carries a
-// payload and whether it is answered. `reading` says how a payload is read; `content_priority`
-// is the priority of the log line for a payload whose content the rule refuses; `pending` is the
-// bit that defers the action until the pipe has gone quiet, so that a burst of the letter runs it
-// once (RUN_AT_ONCE: the action runs as the letter arrives); `answer` names the messages for an
-// answer that the pipe did not take; `failure_note` is logged at LOG_CRIT when the action fails.
+// payload and whether it is answered. `reading` says how a payload is read (a chunk of 0: the
+// letter has none); `content_priority` is the priority of the log line for a payload whose
+// content the rule refuses; `pending` is the bit that defers the action until the pipe has gone
+// quiet, so that a burst of the letter runs it once (RUN_AT_ONCE: the action runs as the letter
+// arrives); `answer` names the messages for an answer that the pipe did not take; `failure_note`
+// is logged at LOG_CRIT when the action fails.
 struct letter_row {
     parent_letter letter;
-    const payload_reading *reading = nullptr;
+    payload_reading reading = {};
     int content_priority = LOG_ERR;
     unsigned pending = RUN_AT_ONCE;
     parent_action action;
@@ -63,7 +64,7 @@ struct letter_row {
 // Deferred rows run in table order: generate before the tunnel start.
 constexpr std::array letter_table{
     letter_row{.letter = LETTER_REBOOT, .action = reboot_action},
-    letter_row{.letter = LETTER_DATE, .reading = &date_reading, .action = set_date},
+    letter_row{.letter = LETTER_DATE, .reading = date_reading, .action = set_date},
     letter_row{.letter = LETTER_GENERATE, .pending = PENDING_GENERATE, .action = generate_action},
     letter_row{.letter = LETTER_TUNNEL, .pending = PENDING_TUNNEL, .action = start_tunnel},
     letter_row{.letter = LETTER_REVERT,
@@ -71,18 +72,21 @@ constexpr std::array letter_table{
                .failure_note = "revert_to_factory: Unable to reset associated items!\n"},
     letter_row{.letter = LETTER_FIRMWARE, .action = apply_firmware},
     letter_row{.letter = LETTER_PASSWORD,
-               .reading = &password_reading,
+               .reading = password_reading,
                .content_priority = LOG_CRIT,
                .action = read_password_request,
                .answer = &password_answer},
 };
 static_assert(letter_table.size() == letter_rules.size(), "the parent serves every letter");
-static_assert(std::ranges::all_of(letter_table,
-                                  [](const letter_row &row) {
-                                      const letter_rule *rule = find_letter_rule(row.letter);
-                                      return rule && has_payload(*rule) == (row.reading != nullptr);
-                                  }),
-              "a letter's payload is read as its rule says");
+// True when the row reads a payload exactly when its letter's rule gives the letter one.
+constexpr bool reads_as_ruled(const letter_row &row)
+{
+    for (const letter_rule &rule : letter_rules)
+        if (rule.letter == row.letter) return has_payload(rule) == (row.reading.chunk > 0);
+    return false;
+}
+static_assert(std::ranges::all_of(letter_table, reads_as_ruled),
+              "every letter the parent serves is read as its rule says");
 
 const letter_row *find_letter(int letter)
 {
@@ -123,7 +127,7 @@ void run_letter(const parent_link &link, const letter_row &row)
     int length = 0;
     int result = -1;
     if (has_payload(rule)) {
-        length = read_payload(link.from_engine, rule, *row.reading, payload, sizeof payload);
+        length = read_payload(link.from_engine, rule, row.reading, payload, sizeof payload);
         if (length >= 0 && !payload_content_valid(rule, payload, static_cast<size_t>(length),
                                                   row.content_priority))
             length = -1;

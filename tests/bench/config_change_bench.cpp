@@ -153,7 +153,8 @@ void one_setting_change(benchmark::State &state, int groups)
         xml::doc_ptr request = xml::parse_memory(text.data(), static_cast<int>(text.size()));
         reply_buffer reply;
         auto start = std::chrono::steady_clock::now();
-        int result = write_dom(reply, xmlDocGetRootElement(request.get()), "nimbo", 0);
+        int result = write_dom(reply, xmlDocGetRootElement(request.get()), request_source::cloud,
+                               change_notice::none);
         times.add(std::chrono::steady_clock::now() - start);
         if (result != 0) state.SkipWithError("change refused");
     }

@@ -37,7 +37,7 @@ void run_request(benchmark::State &state, const std::string &request)
 {
     for (auto _ : state) {
         reply_buffer reply;
-        int length = RCI_Processing(request.data(), request.size(), reply, "nimbo");
+        int length = RCI_Processing(request.data(), request.size(), reply, request_source::cloud);
         if (length <= 0) state.SkipWithError("request failed");
         benchmark::DoNotOptimize(length);
     }

@@ -82,7 +82,7 @@ std::string rci(const std::string &command)
 
 // The radio calls of a full listing of the gateway's own radio: every row read as the listing
 // reads it (the row checks come along, so the share is an upper bound).
-bool listing_calls(int which)
+bool listing_calls(catalogue_choice which)
 {
     catalogue_selector sel;
     if (catalogue_select(sel, nullptr, 0, which) < 0) return false;
@@ -137,9 +137,9 @@ int main(int argc, char **argv)
          {}},
     };
     std::vector<work> library{
-        {"settings listing", [] { return listing_calls(1); }, {}},
+        {"settings listing", [] { return listing_calls(catalogue_choice::settings); }, {}},
         {"discover", discover_calls, {}},
-        {"zigbee_state", [] { return listing_calls(0); }, {}},
+        {"zigbee_state", [] { return listing_calls(catalogue_choice::state); }, {}},
     };
     // Kinds take turns in blocks, so that other work on the machine slows all of them alike.
     constexpr int blocks = 10;

@@ -1,8 +1,10 @@
 // The parent's password request from arbitrary payload bytes, as a confused or hostile engine
-// could send them. The change is asked for exactly when the payload is shorter than 100 bytes,
-// holds no zero byte and has three pieces between its separators (runs of separators count as
-// one), and then with those three pieces unchanged.
+// could send them, through the letter's rules as the parent loop applies them and then the
+// action. The change is asked for exactly when the payload is shorter than 100 bytes, holds no
+// zero byte and has three pieces between its separators (runs of separators count as one), and
+// then with those three pieces unchanged.
 #include "base/log.h"
+#include "channel/letters.h"
 #include "supervisor/root_daemon.h"
 
 #include <algorithm>
@@ -38,7 +40,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     std::string payload(reinterpret_cast<const char *>(data), size);
     asked.clear();
-    int result = read_password_request(payload.data(), payload.size());
+    const letter_rule &rule = *find_letter_rule(LETTER_PASSWORD);
+    bool passes =
+        payload_length_valid(rule, size) && rule.check && rule.check(payload.data(), size);
+    int result = passes ? read_password_request(payload.data(), payload.size()) : -1;
     // The payload with every run of separators as one and none at either end.
     std::string pieces;
     for (char c : payload)

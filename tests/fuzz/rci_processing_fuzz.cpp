@@ -137,7 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     store.reset();
     store.write("image.bin", "image");
     store.write("sim/calls.log", "");
-    const char *source = (data[0] & 1) ? "nimbo" : "python";
+    request_source source = (data[0] & 1) ? request_source::cloud : request_source::local;
     const char *text = reinterpret_cast<const char *>(data + 1);
     reply_buffer reply;
     request_running = true;

@@ -46,7 +46,7 @@ int main(int argc, char *argv[])
         return 2;
     }
     if (options.mode == rci_mode::help) return std::fputs(rci_usage, stdout) < 0;
-    if (options.mode == rci_mode::version) return std::printf("rci %s\n", VEXA_VERSION) < 0;
+    if (options.mode == rci_mode::version) return std::printf("rci %s\n", vexacsd_version) < 0;
     // A reader that goes away (a closed pipe, an answer command that stops reading) is an error
     // to report, not a reason to die.
     signal(SIGPIPE, SIG_IGN);

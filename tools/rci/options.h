@@ -1,6 +1,8 @@
 // The command line of `rci`, read through one table of options.
 #pragma once
 
+#include "base/bus_endpoint.h"
+
 #include <cstdint>
 #include <string>
 
@@ -22,8 +24,7 @@ struct rci_options {
     bool has_answer_text = false;
     double delay_seconds = 0;
     long repeat = 1;
-    // Longer than the daemon's 45 seconds for a forwarded command.
-    int timeout_ms = 60000;
+    int timeout_ms = client_timeout_ms;
 };
 
 // 0 when the arguments make one valid command; otherwise -1 with the reason in `error`.

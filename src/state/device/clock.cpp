@@ -65,7 +65,7 @@ int set_clock(xmlNodePtr element)
 
 } // namespace
 
-int datetime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int datetime(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     tm local;
@@ -76,7 +76,7 @@ int datetime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int xmldatetime(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &)
+int xmldatetime(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return set_clock(element);
     tm local;

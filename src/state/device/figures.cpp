@@ -33,7 +33,7 @@ int read_value(const char *path, size_t piece, std::string &text)
 
 } // namespace
 
-int cpu(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int cpu(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int load = 0;
@@ -42,7 +42,7 @@ int cpu(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int uptime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int uptime(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     double seconds = 0;
@@ -51,7 +51,7 @@ int uptime(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int memory(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int memory(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     uint64_t total = 0, free = 0;
@@ -63,7 +63,7 @@ int memory(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
     return STATE_DONE;
 }
 
-int firmwarestate(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int firmwarestate(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     switch (firmware_state.load()) {
@@ -84,7 +84,7 @@ int firmwarestate(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
 }
 
 // The value is passed on as the hardware-monitor driver writes it, unit and all.
-int cputemp(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &)
+int cputemp(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::string text;
@@ -99,7 +99,7 @@ int cputemp(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &
     return STATE_DONE;
 }
 
-int servicehours(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int servicehours(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("svch")) return STATE_DONE;

@@ -45,7 +45,7 @@ struct malloc_deleter {
 
 } // namespace
 
-int deviceid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int deviceid(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     unsigned char id[16];
@@ -56,7 +56,7 @@ int deviceid(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int hostname(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int hostname(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     char name[64];
@@ -66,25 +66,25 @@ int hostname(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int productid(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
+int productid(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_encoded(*reply, element, command_value("boardenv -d", arg.text));
 }
 
-int pythonversion(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &)
+int pythonversion(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_encoded(*reply, element, command_value("python -V 2>&1", "Python"));
 }
 
-int firmware(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int firmware(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     return reply_found(*reply, file_value("/etc/version", arg.text));
 }
 
-int model(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
+int model(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, malloc_deleter> value(capability_value(arg.text));

@@ -8,27 +8,27 @@ extern const state_table device_info_fields;
 extern const state_table device_stats_fields;
 
 // device_info: who the device is.
-int deviceid(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int hostname(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn deviceid;
+state_provider_fn hostname;
 // arg.text: the key in the output of "boardenv -d".
-int productid(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn productid;
 // arg.text: the capability whose value names the model.
-int model(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn model;
 // arg.text: the key in "/etc/version".
-int firmware(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int pythonversion(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn firmware;
+state_provider_fn pythonversion;
 
 // device_stats: how the device is doing.
-int cpu(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int uptime(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int datetime(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn cpu;
+state_provider_fn uptime;
+state_provider_fn datetime;
 // Query: the local time as "%FT%T%z". Set: the element's text, a time in UTC (offset +0000 or
 // -0000) or without zone (local time), goes to the parent, which sets the clock.
-int xmldatetime(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn xmldatetime;
 // arg.selector: which figure, see memory_figure.
-int memory(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn memory;
 enum memory_figure : int { MEMORY_TOTAL = 0, MEMORY_USED = 1, MEMORY_FREE = 2 };
-int firmwarestate(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int cputemp(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn firmwarestate;
+state_provider_fn cputemp;
 // Self-tagged: nothing at all on a product without the "svch" capability.
-int servicehours(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn servicehours;

@@ -81,7 +81,8 @@ constexpr auto wlan1_rows = interface_rows(
             .name = "wlan_ap_key_mgmt", .provider = wlan_access_point, .arg = {.text = "key_mgmt"}},
     });
 
-int on_off(reply_buffer *reply, int mode, int (*probe)(const char *, int *), const char *name)
+int on_off(reply_buffer *reply, state_mode mode, int (*probe)(const char *, int *),
+           const char *name)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int flag = 0;
@@ -91,7 +92,7 @@ int on_off(reply_buffer *reply, int mode, int (*probe)(const char *, int *), con
 }
 
 // A failed probe prints as 0.0.0.0.
-int address(reply_buffer *reply, int mode, int (*probe)(const char *, in_addr_t *),
+int address(reply_buffer *reply, state_mode mode, int (*probe)(const char *, in_addr_t *),
             const char *name)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
@@ -121,7 +122,7 @@ ipv4_text format_ipv4(in_addr_t addr)
     return out;
 }
 
-int interface_mac(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_mac(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     unsigned char mac[6];
@@ -131,41 +132,41 @@ int interface_mac(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &ar
     return STATE_DONE;
 }
 
-int interface_link(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_link(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     reply->append(getlink(arg.text) > 0 ? "on" : "off");
     return STATE_DONE;
 }
 
-int interface_dhcp(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_dhcp(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return on_off(reply, mode, getdhcp, arg.text);
 }
 
-int interface_static(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_static(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return on_off(reply, mode, getstatic, arg.text);
 }
 
-int interface_ip(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_ip(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return address(reply, mode, getip, arg.text);
 }
 
-int interface_subnet(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_subnet(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return address(reply, mode, getsubnet, arg.text);
 }
 
-int interface_gateway(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int interface_gateway(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return address(reply, mode, getgateway, arg.text);
 }
 
 // The kernel refuses some reads, such as the speed of a link that is down: then the field holds
 // the error element, after whatever came before the failure.
-int eth_file(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg)
+int eth_file(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!arg.text) return STATE_INVALID;
@@ -183,7 +184,7 @@ int eth_file(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg 
 }
 
 // Without the GPIO file the product has no switch, and the field is left out.
-int eth_power(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int eth_power(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::string value;
@@ -193,7 +194,7 @@ int eth_power(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int dns_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int dns_info(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     in_addr_t slots[dns_slots];

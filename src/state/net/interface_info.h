@@ -14,24 +14,24 @@ extern const state_table wlan0;
 extern const state_table wlan1;
 
 // Providers of the fields; `arg.text` is the interface name unless said otherwise.
-int interface_mac(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_link(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_dhcp(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_static(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_ip(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_subnet(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int interface_gateway(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn interface_mac;
+state_provider_fn interface_link;
+state_provider_fn interface_dhcp;
+state_provider_fn interface_static;
+state_provider_fn interface_ip;
+state_provider_fn interface_subnet;
+state_provider_fn interface_gateway;
 // A file below "/sys/class/net/" (`arg.text`, e.g. "eth0/speed"), as the kernel writes it.
-int eth_file(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn eth_file;
 // Self-tagged: <eth_power>on|off</eth_power> from the power switch's GPIO, or nothing.
-int eth_power(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn eth_power;
 // A Wi-Fi client figure from "iwconfig wlan0" (`arg.text` is its label).
-int wlan_client(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn wlan_client;
 // An access-point figure from "wlan_status_tool status" (`arg.text` is its key).
-int wlan_access_point(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn wlan_access_point;
 
 // The dns_info group: seven <dns index="N"><name>ADDRESS</name></dns> entries.
-int dns_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn dns_info;
 
 // An address in network byte order as a dotted quad.
 struct ipv4_text {

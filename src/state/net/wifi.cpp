@@ -13,7 +13,7 @@ constexpr size_t tool_output_limit = 1023;
 
 // Runs the tool and appends the value after `label`, escaped: an SSID may hold any character.
 // A tool that ends with a non-zero status still has its output used; the result is then 1.
-int tool_field(reply_buffer *reply, int mode, const char *command, const char *label,
+int tool_field(reply_buffer *reply, state_mode mode, const char *command, const char *label,
                std::string_view terminator)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
@@ -41,13 +41,13 @@ std::optional<std::string_view> tool_value(std::string_view output, std::string_
 }
 
 // iwconfig ends each figure with two blanks.
-int wlan_client(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int wlan_client(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return tool_field(reply, mode, "iwconfig wlan0", arg.text, "  ");
 }
 
 // The status tool prints one key=value pair per line.
-int wlan_access_point(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &arg)
+int wlan_access_point(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
 {
     return tool_field(reply, mode, "wlan_status_tool status", arg.text, "\n");
 }

@@ -43,7 +43,7 @@ int bluetooth_info(bluegiga_device_info *record)
 
 } // namespace
 
-int bluetooth_state(reply_buffer *reply, xmlNodePtr, int, const state_arg &)
+int bluetooth_state(reply_buffer *reply, xmlNodePtr, state_mode, const state_arg &)
 {
     bluegiga_device_info record{};
     if (bluetooth_info(&record) < 0) return -1;

@@ -25,7 +25,7 @@ bool well_formed(const char *fragment)
     return xml::parse_memory(document.data(), static_cast<int>(document.size())) != nullptr;
 }
 
-int library_fragment(reply_buffer *reply, int mode, char *(*fetch)())
+int library_fragment(reply_buffer *reply, state_mode mode, char *(*fetch)())
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, free_deleter> fragment(fetch());
@@ -39,12 +39,12 @@ int library_fragment(reply_buffer *reply, int mode, char *(*fetch)())
 
 } // namespace
 
-int mobile_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int mobile_stats(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     return library_fragment(reply, mode, cellmgr_get_rci);
 }
 
-int tethra_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int tethra_info(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     return library_fragment(reply, mode, tethra_query_state);
 }

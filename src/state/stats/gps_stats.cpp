@@ -21,7 +21,7 @@ void read_coordinate(const char *xpath, char (&value)[128])
 
 } // namespace
 
-int gps_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int gps_stats(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("stpos")) return STATE_DONE;

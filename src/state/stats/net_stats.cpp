@@ -18,7 +18,7 @@ int capability_count(const char *name)
     return static_cast<int>(std::clamp(count, 0L, 256L));
 }
 
-int net_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int net_stats(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     interface_counters(*reply, "eth0");
@@ -26,7 +26,7 @@ int net_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
     return STATE_DONE;
 }
 
-int can_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int can_info(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int count = capability_count("can");

@@ -6,7 +6,7 @@
 #include <cstdio>
 
 // A script slot runs while its marker file exists.
-int python_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int python_info(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     for (int slot = 1; slot <= 4; ++slot) {

@@ -119,7 +119,7 @@ std::optional<std::string_view> netstat_peer(std::string_view netstat, uint16_t 
     return std::nullopt;
 }
 
-int serial_stats(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int serial_stats(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     int count = capability_count("serial");

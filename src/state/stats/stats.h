@@ -7,16 +7,16 @@
 #include <optional>
 #include <string_view>
 
-int mobile_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int time_server_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int gps_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int serial_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int net_stats(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int python_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int can_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
-int tethra_info(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn mobile_stats;
+state_provider_fn time_server_info;
+state_provider_fn gps_stats;
+state_provider_fn serial_stats;
+state_provider_fn net_stats;
+state_provider_fn python_info;
+state_provider_fn can_info;
+state_provider_fn tethra_info;
 // Runs its query in either mode; without a reply buffer it cannot write and returns -1.
-int bluetooth_state(reply_buffer *reply, xmlNodePtr element, int mode, const state_arg &arg);
+state_provider_fn bluetooth_state;
 
 // Writes the four traffic counters of one network interface, from "/proc/net/dev".
 void interface_counters(reply_buffer &reply, const char *ifname);

@@ -34,7 +34,7 @@ void write_servers(reply_buffer &reply, std::string_view configuration)
 
 } // namespace
 
-int time_server_info(reply_buffer *reply, xmlNodePtr, int mode, const state_arg &)
+int time_server_info(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("ntp")) return STATE_NO_VALUE;

@@ -26,7 +26,7 @@ TEST(SetPassword, ThePasswordTextsOfTheRequestAreZeroBytesAfterwards)
         channel.answer("p1");
     });
     xmlNodePtr command = xmlDocGetRootElement(doc.get());
-    EXPECT_EQ(set_password_command(reply, command, "set_password", "python"), 0);
+    EXPECT_EQ(set_password_command(reply, command, "set_password", request_source::local), 0);
     parent.join();
     EXPECT_EQ(sent, "ppython\x1eold password\x1enew password");
 

@@ -39,8 +39,9 @@ class ConfigChange : public ::testing::Test
         int result = handler(reply, xmlDocGetRootElement(doc.get()));
         return {result, std::string(reply.view())};
     }
-    static change_result change(const std::string &request, const char *source = "nimbo",
-                                int notify = 1)
+    static change_result change(const std::string &request,
+                                request_source source = request_source::cloud,
+                                change_notice notify = change_notice::regenerate)
     {
         change_result r = call(request, [&](reply_buffer &reply, xmlNodePtr root) {
             return write_dom(reply, root, source, notify);
@@ -52,7 +53,7 @@ class ConfigChange : public ::testing::Test
     static change_result revert(const std::string &request)
     {
         return call(request, [](reply_buffer &reply, xmlNodePtr root) {
-            return set_factory_default(reply, root, "nimbo");
+            return set_factory_default(reply, root, request_source::cloud);
         });
     }
 
@@ -152,7 +153,7 @@ TEST_F(ConfigChange, ReadOnlyElementsRollBackTheWholeRequest)
     change_result r = change("<set_setting><system><serial_number>X</serial_number></system>"
                              "<dns><primary>1.1.1.1</primary></dns>" +
                                  server,
-                             "python");
+                             request_source::local);
     EXPECT_EQ(r.result, -9);
     EXPECT_EQ(r.reply, "<set_setting>" + error('9', "Item is not writable", "serial_number") +
                            error('9', "Item is not writable", "nimbo") + "</set_setting>");
@@ -170,16 +171,21 @@ TEST_F(ConfigChange, NoticesWaitForAnImmediateChangeAndCanBeForbidden)
     // A deferred change is announced with the next immediate one; a failed save tells nobody.
     const struct {
         const char *open, *dns, *letters;
-        int notify, result;
-    } steps[] = {{"<set_setting action=\"deferred\">", "<primary>1.1.1.1</primary>", "", 1, 0},
-                 {"<set_setting action=\"later\">", "<secondary>1.0.0.1</secondary>", "g", 1, 0},
-                 {"<set_setting>", "<primary>9.9.9.9</primary>", "", 0, 0},
-                 {"<set_setting>", "<primary>7.7.7.7</primary>", "", 1, -6}};
+        change_notice notify;
+        int result;
+    } steps[] = {
+        {"<set_setting action=\"deferred\">", "<primary>1.1.1.1</primary>", "",
+         change_notice::regenerate, 0},
+        {"<set_setting action=\"later\">", "<secondary>1.0.0.1</secondary>", "g",
+         change_notice::regenerate, 0},
+        {"<set_setting>", "<primary>9.9.9.9</primary>", "", change_notice::none, 0},
+        {"<set_setting>", "<primary>7.7.7.7</primary>", "", change_notice::regenerate, -6}};
     for (const auto &step : steps) {
         // A folder in the way of the new file makes the save fail.
         ASSERT_TRUE(step.result != -6 || mkdir((local() + ".new").c_str(), 0755) == 0);
         std::string request = std::string(step.open) + "<dns>" + step.dns + "</dns></set_setting>";
-        EXPECT_EQ(change(request, "nimbo", step.notify).result, step.result) << request;
+        EXPECT_EQ(change(request, request_source::cloud, step.notify).result, step.result)
+            << request;
         EXPECT_EQ(letters(), step.letters) << request;
     }
     EXPECT_EQ(current("/config/dns/primary"), "7.7.7.7") << "a failed save keeps the change";

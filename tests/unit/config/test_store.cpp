@@ -29,13 +29,13 @@ class StoredConfig : public ::testing::Test
         auto doc = xml::parse_memory(request.data(), static_cast<int>(request.size()));
         EXPECT_TRUE(doc) << request;
         reply_buffer reply;
-        EXPECT_EQ(query_setting(reply, xmlDocGetRootElement(doc.get()), "python"), 0);
+        EXPECT_EQ(query_setting(reply, xmlDocGetRootElement(doc.get()), request_source::local), 0);
         std::string text(reply.view());
         EXPECT_TRUE(xml::parse_memory(text.data(), static_cast<int>(text.size())))
             << "not well-formed: " << text;
         return text;
     }
-    static std::string value(int which, const char *xpath)
+    static std::string value(save_selector which, const char *xpath)
     {
         xml::text_ptr text = config_lookup(which, xpath);
         return text ? xml::chars(text.get()) : "(none)";
@@ -78,7 +78,7 @@ TEST_F(StoredConfig, LookupYieldsOnlyASingleElementWithOneChild)
     EXPECT_EQ(value(SAVE_CURRENT, "/config/dns/primary"), "a&b");
     EXPECT_EQ(value(SAVE_DEFAULTS, "/config/dns/primary"), "8.8.8.8");
     for (int bad : {0, 1, 3, 6, -2})
-        EXPECT_EQ(value(bad, "/config/dns/primary"), "(none)") << bad;
+        EXPECT_EQ(value(static_cast<save_selector>(bad), "/config/dns/primary"), "(none)") << bad;
     // Several matches, no child, several children, not an element, no match, not an expression,
     // not a node set.
     for (const char *xpath :

@@ -25,7 +25,7 @@ class RciProcessing : public ::testing::Test
     static outcome process(const std::string &text, size_t cut = 0)
     {
         reply_buffer reply;
-        int result = RCI_Processing(text.data(), text.size() - cut, reply, "python");
+        int result = RCI_Processing(text.data(), text.size() - cut, reply, request_source::local);
         outcome out{result, std::string(reply.view())};
         EXPECT_EQ(result < 0 ? size_t{0} : static_cast<size_t>(result), out.reply.size())
             << "a reply buffer comes with its length, and only then";

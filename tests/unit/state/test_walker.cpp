@@ -15,7 +15,7 @@ namespace
 {
 
 // Writes the row's argument text, so the reply shows which row ran with which request element.
-int show(reply_buffer *reply, xmlNodePtr element, int, const state_arg &arg)
+int show(reply_buffer *reply, xmlNodePtr element, state_mode, const state_arg &arg)
 {
     reply_printf(*reply, "%s@%s", arg.text, xml::chars(element->name));
     return arg.selector;
