@@ -115,6 +115,14 @@ EOF
 
 refused() { printf '<radio_command id="%s">%s</radio_command>' "$1" "$(error 5 'Invalid parameter' "$2")"; }
 
+# check_exchange REQUEST ANSWER CALL: the subcommand REQUEST answers ANSWER and makes exactly the
+# library call CALL (none when empty).
+check_exchange() {
+    forget_calls
+    check_reply "$1" "$2" "$1"
+    check_equal "$1: the library's call" "$3" "$(calls)"
+}
+
 check_radio_command() {
     local row request answer sent
     # REQUEST|ANSWER|the library's call (none for a request refused before it)
@@ -132,9 +140,7 @@ check_radio_command() {
         "<radio_command id=\"VR\" timeout=\"soon\"/>|$(refused VR timeout)|" \
         "<radio_command id=\"DX\" format=\"binary\">0x0a0</radio_command>|$(refused DX parameter)|"; do
         IFS='|' read -r request answer sent <<<"$row"
-        forget_calls
-        check_reply "$request" "$answer" "$request"
-        check_equal "$request: the library's call" "$sent" "$(calls)"
+        check_exchange "$request" "$answer" "$sent"
     done
 }
 
@@ -162,9 +168,7 @@ check_fw_update() {
         "recover=\"TRUE\"| recover=\"true\"|$gateway 0 $none f 1 0" "recover=\"only\"| recover=\"only\"|$gateway 0 $none f 1 0" \
         "recover=\"yes\"||$gateway 0 $none f 0 0"; do
         IFS='|' read -r attributes echo sent <<<"$row"
-        forget_calls
-        check_reply "fw_update $attributes" "<fw_update$echo></fw_update>" "<fw_update file=\"f\" $attributes/>"
-        check_equal "fw_update $attributes: scheduled" "radio_schedule_update $sent" "$(calls)"
+        check_exchange "<fw_update file=\"f\" $attributes/>" "<fw_update$echo></fw_update>" "radio_schedule_update $sent"
     done
 }
 
