@@ -287,7 +287,15 @@ void reply_buffer::append_encoded(xmlDocPtr doc, std::string_view text)
     append(xml::chars(encoded.get()));
 }
 
+// Stored text is encoded here, one text node at a time: one pass finds the common case.
 void reply_buffer::append_encoded(xmlDocPtr doc, const xmlChar *text)
 {
-    if (text) append_encoded(doc, std::string_view(xml::chars(text)));
+    if (!text) return;
+    const xmlChar *end = text;
+    while (*end && encoded_unchanged(static_cast<char>(*end)))
+        ++end;
+    if (*end)
+        append_encoded(doc, std::string_view(xml::chars(text)));
+    else
+        add(xml::chars(text), static_cast<size_t>(end - text));
 }
