@@ -35,19 +35,24 @@ command_pipe open_command(const char *command);
 // Waits for the tool and returns the exit-status byte, or -1 when the wait failed.
 int close_command(command_pipe pipe);
 
+// How reading a file failed: some values tell a file that is not there from one that is there
+// but cannot be read (a folder, say).
+enum read_failure : int { READ_OPEN_FAILED = -1, READ_FAILED = -2 };
+
 // Hands the content of the file at `path` to `sink(data, count)` in pieces of at most `piece`
-// bytes (at most 1024), `limit` bytes in all. 0 after the end of the file or at the limit; -1 with
-// errno when the open or a read failed (what was read before a failed read has been handed on).
+// bytes (at most 1024), `limit` bytes in all. 0 after the end of the file or at the limit; a
+// read_failure with errno when the open or a read failed (what was read before a failed read has
+// been handed on).
 template <typename Sink> int read_pieces(const char *path, size_t piece, size_t limit, Sink sink)
 {
     unique_fd fd(open(path, O_RDONLY | O_CLOEXEC));
-    if (fd.get() < 0) return -1;
+    if (fd.get() < 0) return READ_OPEN_FAILED;
     char data[1024];
     piece = std::min(piece, sizeof data);
     while (limit > 0) {
         ssize_t count = read(fd.get(), data, std::min(piece, limit));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return -1;
+        if (count < 0) return READ_FAILED;
         if (count == 0) return 0;
         sink(data, static_cast<size_t>(count));
         limit -= static_cast<size_t>(count);
@@ -57,8 +62,8 @@ template <typename Sink> int read_pieces(const char *path, size_t piece, size_t 
 
 // Replaces `text` with the file at `path`, read in pieces of at most `piece` bytes, up to `limit`
 // bytes (a value file that never ends, a link to a device, cannot stall the query). 0 after the end
-// of the file or at the limit; -1 with errno when the open or a read failed (`text` keeps what was
-// read).
+// of the file or at the limit; a read_failure with errno when the open or a read failed (`text`
+// keeps what was read).
 int read_file(const char *path, size_t piece, size_t limit, std::string &text);
 // More than any system file or tool output that a provider reads whole; what lies beyond is
 // left unread rather than held in memory.

@@ -7,6 +7,7 @@
 #include "reply/reply.h"
 
 #include <array>
+#include <string_view>
 
 namespace
 {
@@ -36,10 +37,21 @@ command_target_fn find_target(const char *name, command_target_fn other_target)
     return row ? row->run : other_target;
 }
 
+// The target as the client wrote it (non-ASCII text and tabs included) with only "&", "<", ">"
+// and the quote escaped, whole: any name the request carries leaves the reply well formed. A
+// parsed name holds nothing else that XML would not admit.
+void echo_target(reply_buffer &reply, std::string_view target)
+{
+    for (size_t quote; (quote = target.find('"')) != std::string_view::npos;) {
+        reply.append_text(target.substr(0, quote));
+        reply.append("&quot;");
+        target.remove_prefix(quote + 1);
+    }
+    reply.append_text(target);
+}
+
 } // namespace
 
-// The target is written escaped and whole, so that any name the request carries leaves the reply
-// well formed.
 int do_command(reply_buffer &reply, xmlNodePtr command, rci_source source,
                command_target_fn other_target)
 {
@@ -53,7 +65,7 @@ int do_command(reply_buffer &reply, xmlNodePtr command, rci_source source,
     }
     const char *name = xml::chars(target.get());
     reply.append("<do_command target=\"");
-    reply.append_attribute_value(command->doc, target.get());
+    echo_target(reply, name);
     reply.append("\">");
     trace("\nProcessing %s -", xml::chars(command->name));
     int result = find_target(name, other_target)(reply, command, name, source);

@@ -84,7 +84,7 @@ int read_page(reply_buffer &reply, xmlNodePtr element, page &p)
 }
 
 // Walks the page; stops at the first library failure (with its error element).
-int list_nodes(reply_buffer &reply, uint8_t network, page &p, bool fw_status)
+int list_nodes(xmlDocPtr doc, reply_buffer &reply, uint8_t network, page &p, bool fw_status)
 {
     for (int64_t i = 0; i < p.size; ++i) {
         radio_node_record record{};
@@ -99,9 +99,9 @@ int list_nodes(reply_buffer &reply, uint8_t network, page &p, bool fw_status)
         // The library leaves the record alone for a position outside its list.
         if (position < 0 || position >= total) continue;
         if (!p.by_address) {
-            write_device_record(reply, record, static_cast<int>(i), fw_status);
+            write_device_record(doc, reply, record, static_cast<int>(i), fw_status);
         } else if (std::memcmp(record.ext_addr, p.address, sizeof p.address) == 0) {
-            write_device_record(reply, record, 0, fw_status);
+            write_device_record(doc, reply, record, 0, fw_status);
             break;
         }
     }
@@ -122,37 +122,43 @@ int discover(reply_buffer &reply, xmlNodePtr element)
             return -1;
         }
     }
-    return list_nodes(reply, network, p, radio_get_capabilities() & RADIO_CAP_FW_STATUS);
+    return list_nodes(element->doc, reply, network, p,
+                      radio_get_capabilities() & RADIO_CAP_FW_STATUS);
 }
 
-void write_text(reply_buffer &reply, const char *tag, const char *text, size_t size)
+// A text field of the record, which ends at its first zero byte or with the field.
+template <size_t size> std::string_view record_text(const char (&field)[size])
 {
-    reply_open_tag(reply, tag, nullptr);
-    reply.append_text(std::string_view(text, strnlen(text, size)));
-    reply_close_tag(reply, tag);
+    return {field, strnlen(field, size)};
 }
 
-void write_fw_status(reply_buffer &reply, const radio_node_record &r)
+void write_fw_status(xmlDocPtr doc, reply_buffer &reply, const radio_node_record &r)
 {
     reply_printf(reply, "<fw_status><hw_version>0x%x</hw_version><fw_version>0x%x</fw_version>",
                  r.hw_version, r.fw_version);
     reply_printf(reply, "<status>%s</status>",
                  r.fw_status < fw_status_names.size() ? fw_status_names[r.fw_status]
                                                       : fw_status_names[0]);
-    write_text(reply, "file", r.fw_file, sizeof r.fw_file);
+    reply.append("<file>");
+    reply.append_encoded(doc, record_text(r.fw_file));
+    reply.append("</file>");
     static constexpr uint8_t no_updater[8] = {};
     char updater[RADIO_ADDRESS_TEXT_SIZE + 1] = "";
     if (std::memcmp(r.fw_updater, no_updater, sizeof no_updater) != 0)
         radio_format_address(r.fw_updater, updater, sizeof updater);
     reply_printf(reply, "<updater>%s</updater><error_code>%d</error_code>", updater,
                  r.fw_error_code);
-    write_text(reply, "error_text", r.fw_error_text, sizeof r.fw_error_text);
+    // The error text is the library's own: not encoded, but escaped all the same.
+    reply.append("<error_text>");
+    reply.append_text(record_text(r.fw_error_text));
+    reply.append("</error_text>");
     reply_printf(reply, "<tries>%d</tries></fw_status>", r.fw_tries);
 }
 
 } // namespace
 
-void write_device_record(reply_buffer &reply, const radio_node_record &r, int index, bool fw_status)
+void write_device_record(xmlDocPtr doc, reply_buffer &reply, const radio_node_record &r, int index,
+                         bool fw_status)
 {
     char address[RADIO_ADDRESS_TEXT_SIZE + 1];
     radio_format_address(r.ext_addr, address, sizeof address);
@@ -165,9 +171,11 @@ void write_device_record(reply_buffer &reply, const radio_node_record &r, int in
     reply_printf(reply, "<profile_id>0x%x</profile_id><mfg_id>0x%x</mfg_id>", r.profile_id,
                  r.mfg_id);
     reply_printf(reply, "<device_type>0x%x</device_type>", r.device_type);
-    write_text(reply, "node_id", r.node_id, sizeof r.node_id);
+    reply.append("<node_id>");
+    reply.append_encoded(doc, record_text(r.node_id));
+    reply.append("</node_id>");
     reply_printf(reply, "<contact_time>%u</contact_time>", r.contact_time);
-    if (fw_status) write_fw_status(reply, r);
+    if (fw_status) write_fw_status(doc, reply, r);
     reply.append("</device>");
 }
 

@@ -11,16 +11,16 @@
 namespace
 {
 
-void write_field(reply_buffer &reply, const catalogue_row &row, const char *text, int length)
+// A string value is the radio's bytes up to the first zero byte, as much of them as the text
+// buffer kept.
+void write_field(xmlDocPtr doc, reply_buffer &reply, const catalogue_row &row, const char *text)
 {
     if (row.type != VALUE_STRING) {
         reply_printf(reply, "    <%s>%s</%s>\n", row.name, text, row.name);
         return;
     }
-    // The radio's bytes, as much of them as the text buffer kept.
-    size_t shown = std::min(static_cast<size_t>(length), CATALOGUE_TEXT_SIZE - 1);
     reply_printf(reply, "    <%s>", row.name);
-    reply.append_text(std::string_view(text, shown));
+    reply.append_encoded(doc, text);
     reply_printf(reply, "</%s>\n", row.name);
 }
 
@@ -30,7 +30,7 @@ int query(reply_buffer &reply, xmlNodePtr element)
     if (open_radio_element(reply, element, target) < 0) return -1;
     reply.append("\n  <radio>\n");
     int result =
-        pelk_list_fields(reply, target.node(), target.network,
+        pelk_list_fields(element->doc, reply, target.node(), target.network,
                          xml::name_is(element, "query_setting") ? catalogue_choice::settings
                                                                 : catalogue_choice::state);
     reply.append("  </radio>\n");
@@ -39,7 +39,7 @@ int query(reply_buffer &reply, xmlNodePtr element)
 
 } // namespace
 
-int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t network,
+int pelk_list_fields(xmlDocPtr doc, reply_buffer &reply, const uint8_t *address, uint8_t network,
                      catalogue_choice which)
 {
     catalogue_selector sel;
@@ -56,7 +56,7 @@ int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t networ
             pelk_error(reply, PELK_LOAD_ERROR, text);
             return -1;
         }
-        write_field(reply, sel.rows[i], text, length);
+        write_field(doc, reply, sel.rows[i], text);
     }
     return 0;
 }

@@ -117,7 +117,9 @@ bool read_parameter(xmlNodePtr element, at_command_request &r)
     }
 }
 
-void write_answer(reply_buffer &reply, int format, const uint8_t *answer, size_t length)
+// A string answer ends at its first zero byte and is entity-encoded for the request's document.
+void write_answer(xmlDocPtr doc, reply_buffer &reply, int format, const uint8_t *answer,
+                  size_t length)
 {
     if (format == FORMAT_INTEGER) {
         uint32_t number = 0;
@@ -133,11 +135,11 @@ void write_answer(reply_buffer &reply, int format, const uint8_t *answer, size_t
         format_hex_bytes(answer, text, length);
         reply.append(text);
     } else {
-        reply.append_text(std::string_view(reinterpret_cast<const char *>(answer), length));
+        reply.append_encoded(doc, std::string_view(reinterpret_cast<const char *>(answer), length));
     }
 }
 
-int send_command(reply_buffer &reply, at_command_request &r)
+int send_command(xmlDocPtr doc, reply_buffer &reply, at_command_request &r)
 {
     // One byte more than the radio may send, and zeros after a short answer, so that an address
     // answer is always 8 bytes long and a string answer always ends.
@@ -154,7 +156,7 @@ int send_command(reply_buffer &reply, at_command_request &r)
     size_t length = std::min(static_cast<size_t>(result), answer_size);
     int format = r.format == FORMAT_INTEGER && length > 4 ? FORMAT_BINARY : r.format;
     reply_printf(reply, " format=\"%s\">", pelk_format_names[static_cast<size_t>(format)]);
-    if (length > 0) write_answer(reply, format, answer, length);
+    if (length > 0) write_answer(doc, reply, format, answer, length);
     return 0;
 }
 
@@ -173,7 +175,7 @@ int radio_command(reply_buffer &reply, xmlNodePtr element)
         pelk_error(reply, PELK_INVALID_PARAMETER, invalid);
         return -1;
     }
-    return send_command(reply, r);
+    return send_command(element->doc, reply, r);
 }
 
 } // namespace

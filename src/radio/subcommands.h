@@ -26,15 +26,17 @@ int pelk_set_setting(reply_buffer &reply, xmlNodePtr element);
 int pelk_factory_default(reply_buffer &reply, xmlNodePtr element);
 
 // One line per field of the chosen catalogue that the radio at `address` (nullptr: the gateway's
-// own) has; fields the radio does not know are left out. 0, or -1 after an error element (the
-// fields listed before it stay).
-int pelk_list_fields(reply_buffer &reply, const uint8_t *address, uint8_t network,
+// own) has; fields the radio does not know are left out. String values are entity-encoded for
+// `doc`, the request's document. 0, or -1 after an error element (the fields listed before it
+// stay).
+int pelk_list_fields(xmlDocPtr doc, reply_buffer &reply, const uint8_t *address, uint8_t network,
                      catalogue_choice which);
 
 // One device element of discover: `index` + 1 as its index, the firmware update block when
-// `fw_status` is set.
-void write_device_record(reply_buffer &reply, const radio_node_record &record, int index,
-                         bool fw_status);
+// `fw_status` is set. The node identifier and the update file name are entity-encoded for `doc`,
+// the request's document.
+void write_device_record(xmlDocPtr doc, reply_buffer &reply, const radio_node_record &record,
+                         int index, bool fw_status);
 // One device element of get_lqi: the node's neighbour table, read by Mgmt_Lqi requests. The
 // result of the last request.
 int write_neighbour_table(reply_buffer &reply, const uint8_t address[8], uint8_t network,

@@ -30,7 +30,7 @@ void write_state(reply_buffer &reply, xmlNodePtr element, const radio_gateway_in
         reply_printf(reply, "    <gateway_addr>%s</gateway_addr>\n    <caps>0x%x</caps>\n", address,
                      info.caps);
         if (!cached(element))
-            pelk_list_fields(reply, nullptr, network.index, catalogue_choice::state);
+            pelk_list_fields(element->doc, reply, nullptr, network.index, catalogue_choice::state);
     }
     reply.append("</zigbee_state>");
 }

@@ -92,12 +92,11 @@ void reply_empty_tag_attrs(reply_buffer &reply, xmlNodePtr element)
     append_start_tag(reply, element, "/>");
 }
 
-// CDATA sections, comments and processing instructions have no name worth echoing: written as
-// elements they would make the reply unparsable.
 void reply_empty_children(reply_buffer &reply, xmlNodePtr element)
 {
     for (xmlNodePtr child = element->children; child; child = child->next)
-        if (child->type == XML_ELEMENT_NODE) reply_empty_tag_attrs(reply, child);
+        if (child->type != XML_TEXT_NODE && child->type != XML_CDATA_SECTION_NODE)
+            reply_empty_tag_attrs(reply, child);
 }
 
 int append_file(reply_buffer &reply, const char *path, size_t piece)

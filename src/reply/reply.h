@@ -28,11 +28,13 @@ void reply_close_tag(reply_buffer &reply, const char *tag);
 void reply_open_tag_attrs(reply_buffer &reply, xmlNodePtr element);
 // Appends <NAME attr="v" …/>.
 void reply_empty_tag_attrs(reply_buffer &reply, xmlNodePtr element);
-// reply_empty_tag_attrs for every child element of the element, in order.
+// <NAME/> for every child node of the element that is not text, in order: elements with their
+// attributes, comments as <comment/>, processing instructions by their target. CDATA sections
+// are left out, since their name would not parse.
 void reply_empty_children(reply_buffer &reply, xmlNodePtr element);
 // Appends one attribute node as libxml2 serialises it: a blank, the name, =, the quoted value.
 void reply_attribute(reply_buffer &reply, xmlAttrPtr attr);
 // Appends the content of the file at `path`, read in pieces of at most `piece` bytes, unchanged.
-// 0 after the end of the file; -1 with errno when the open or a read failed (what was read before
-// a failed read stays in the reply).
+// 0 after the end of the file; a read_failure with errno when the open or a read failed (what
+// was read before a failed read stays in the reply).
 int append_file(reply_buffer &reply, const char *path, size_t piece);

@@ -1,7 +1,9 @@
 #include "reply/reply_buffer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace
 {
@@ -45,6 +47,75 @@ size_t outside(std::string_view text, size_t end, char open, char close)
     if (opened == std::string_view::npos) return end;
     size_t closed = text.substr(0, end).find_last_of(close);
     return closed != std::string_view::npos && closed > opened ? end : opened;
+}
+
+// A character that XML admits (its Char production), as libxml2 tests a decoded character.
+bool xml_char(unsigned code)
+{
+    return code == '\t' || code == '\n' || code == '\r' || (code >= 0x20 && code <= 0xd7ff) ||
+           (code >= 0xe000 && code <= 0xfffd) || (code >= 0x10000 && code <= 0x10ffff);
+}
+
+// The length of the character that xmlEncodeEntitiesReentrant decodes at `p` (a byte from 0x80
+// up) to write it as a character reference: a lead byte, the continuation bytes it announces and
+// a character XML admits, overlong forms included. 0 when the library refuses the lead byte.
+size_t referenced_length(const unsigned char *p, size_t left)
+{
+    unsigned c = p[0];
+    size_t length = c < 0xc0 ? 0 : c < 0xe0 ? 2 : c < 0xf0 ? 3 : c < 0xf8 ? 4 : 0;
+    if (length == 0 || length > left) return 0;
+    unsigned code = c & (0x3f >> (length - 1));
+    for (size_t i = 1; i < length; ++i) {
+        if ((p[i] & 0xc0) != 0x80) return 0;
+        code = (code << 6) | (p[i] & 0x3f);
+    }
+    return xml_char(code) ? length : 0;
+}
+
+// Appends to `out` the bytes that xmlEncodeEntitiesReentrant copies as they stand: the control
+// characters it drops are left out first, so that the bytes are judged as they will stand, and a
+// byte that is no UTF-8 of a character XML admits becomes "?".
+void append_copied(std::string_view text, std::string &out)
+{
+    std::string kept;
+    for (char c : text)
+        if (static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r')
+            kept.push_back(c);
+    const auto *p = reinterpret_cast<const unsigned char *>(kept.data());
+    for (size_t i = 0; i < kept.size();) {
+        size_t length = xml_char_length(p + i, kept.size() - i);
+        if (length == 0) out.push_back('?');
+        out.append(kept, i, length);
+        i += length > 0 ? length : 1;
+    }
+}
+
+// The guard: `text` as xmlEncodeEntitiesReentrant may take it for `doc` without writing bytes that
+// break the reply. The library copies bytes from 0x80 up as they stand when `doc` names an
+// encoding. Without one it writes each non-ASCII character as a character reference, and a byte
+// it cannot decode as a reference to that byte; but then it names the encoding ISO-8859-1 in `doc`
+// itself, so from the next byte on it copies. Without a document it always writes references.
+std::string guarded(xmlDocPtr doc, std::string_view text)
+{
+    std::string out;
+    const auto *p = reinterpret_cast<const unsigned char *>(text.data());
+    size_t i = 0;
+    bool copies = doc && doc->encoding;
+    while (!copies && i < text.size()) {
+        size_t length = p[i] < 0x80 ? 1 : referenced_length(p + i, text.size() - i);
+        copies = length == 0 && doc;
+        out.append(text, i, length > 0 ? length : 1);
+        i += length > 0 ? length : 1;
+    }
+    append_copied(text.substr(i), out);
+    return out;
+}
+
+// A byte that xmlEncodeEntitiesReentrant writes as it stands whatever the document.
+bool encoded_unchanged(char byte)
+{
+    auto c = static_cast<unsigned char>(byte);
+    return (c >= 0x20 && c < 0x80 && c != '&' && c != '<' && c != '>') || c == '\t' || c == '\n';
 }
 
 // Plain ASCII that none of libxml2's escapers changes: no markup, quote or control character.
@@ -199,21 +270,32 @@ int reply_buffer::append_node(xmlDocPtr doc, xmlNodePtr node)
     return 0;
 }
 
-void reply_buffer::append_encoded(xmlDocPtr doc, const xmlChar *text)
+void reply_buffer::append_encoded(xmlDocPtr doc, std::string_view text)
 {
-    if (!text || !*text) return;
-    // Most stored text (values and the layout between elements) needs no encoding: no copy.
-    bool unchanged = true;
-    for (const xmlChar *c = text; *c && unchanged; ++c)
-        unchanged = *c < 0x80 && *c != '&' && *c != '<' && *c != '>' && *c != '\r';
-    if (unchanged) {
-        append(xml::chars(text));
+    text = text.substr(0, text.find('\0'));
+    // Most text (stored values and the layout between elements) needs no encoding: no copy.
+    if (std::all_of(text.begin(), text.end(), encoded_unchanged)) {
+        append(text);
         return;
     }
-    xml::text_ptr encoded(xmlEncodeEntitiesReentrant(doc, text));
+    std::string safe = guarded(doc, text);
+    xml::text_ptr encoded(xmlEncodeEntitiesReentrant(doc, xml::uchars(safe.c_str())));
     if (!encoded) {
         failed_ = true;
         return;
     }
     append(xml::chars(encoded.get()));
+}
+
+// Stored text is encoded here, one text node at a time: one pass finds the common case.
+void reply_buffer::append_encoded(xmlDocPtr doc, const xmlChar *text)
+{
+    if (!text) return;
+    const xmlChar *end = text;
+    while (*end && encoded_unchanged(static_cast<char>(*end)))
+        ++end;
+    if (*end)
+        append_encoded(doc, std::string_view(xml::chars(text)));
+    else
+        add(xml::chars(text), static_cast<size_t>(end - text));
 }

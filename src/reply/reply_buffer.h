@@ -46,9 +46,16 @@ class reply_buffer
     // libxml2's serialisations, for the replies that are defined by them. An attribute value as
     // xmlAttrSerializeTxtContent writes it (doc decides whether non-ASCII characters become
     // character references); a node and its subtree as xmlNodeDump writes it, unformatted (-1 when
-    // libxml2 fails); configuration text as xmlEncodeEntitiesReentrant encodes it.
+    // libxml2 fails).
     void append_attribute_value(xmlDocPtr doc, const xmlChar *value);
     int append_node(xmlDocPtr doc, xmlNodePtr node);
+    // Text as xmlEncodeEntitiesReentrant encodes it for `doc` (configuration text, and the system
+    // texts that are defined by that call): it ends at the first zero byte; "&", "<", ">" and a
+    // carriage return become references; other control characters are dropped; non-ASCII
+    // characters become character references unless `doc` names an encoding. Only where the
+    // library would copy bytes that are not UTF-8 of a character XML admits into the reply are
+    // they written as "?" instead (see the guard in reply_buffer.cpp).
+    void append_encoded(xmlDocPtr doc, std::string_view text);
     void append_encoded(xmlDocPtr doc, const xmlChar *text);
 
     size_t mark() const { return size_; }

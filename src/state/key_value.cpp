@@ -23,8 +23,9 @@ std::optional<std::string> line_value(std::string_view line, std::string_view ke
     line.remove_prefix(std::min(line.find_first_not_of(" \t=", key.size()), line.size()));
     size_t end = line.find_last_not_of(" \t\n\r\v\f");
     line = end == std::string_view::npos ? std::string_view() : line.substr(0, end + 1);
-    if (line.size() >= 2 && line.front() == '"' && line.back() == '"')
-        line = line.substr(1, line.size() - 2);
+    // A value in quotes loses them; a lone quote counts as both, so its value is empty.
+    if (!line.empty() && line.front() == '"' && line.back() == '"')
+        line = line.substr(1, line.size() >= 2 ? line.size() - 2 : 0);
     return std::string(line);
 }
 

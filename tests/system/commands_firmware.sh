@@ -25,6 +25,12 @@ check_firmwarestate() {
         grep -o '<firmwarestate>.*</firmwarestate>')"
 }
 
+# --- the firmware attribute: only "system", exactly so, names an image; anything else no target ---
+for row in '|update' ' firmware="radio"|radio' ' firmware="System"|System'; do
+    check_equal "firmware attribute '${row%|*}'" "$(wrapped "<error id=\"2\"><desc>Name not registered</desc><hint>${row#*|}</hint></error>")" \
+        "$(rci_reply "<rci_request><do_command target=\"update\"${row%|*}>/userfs/x.bin</do_command></rci_request>")"
+done
+
 # --- an image refused before the update starts (the unit test holds every path rule) ---
 image linked.bin
 dev_exec ln /userfs/linked.bin /userfs/second-link.bin

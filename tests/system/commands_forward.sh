@@ -36,8 +36,11 @@ check_contains "the client received the serialised children" 'received myapp: <x
 check_reply "an unregistered name; the other commands of the request still run" \
     "$(not_registered nosuch)<do_command target=\"myapp\"><ok/></do_command>" \
     '<do_command target="nosuch"><x/></do_command><do_command target="myapp"/>'
-check_reply "a target of markup characters is named escaped" \
+check_reply "a target of markup characters is echoed with only them escaped; beyond the minimum, the hint too" \
     "$(not_registered 'a&quot;&lt;&amp;b' 'a"&lt;&amp;b')" '<do_command target="a&quot;&lt;&amp;b"/>'
+check_reply "non-ASCII text and a tab in a target come back as the client wrote them" \
+    "$(not_registered $'caf\303\251\tx')" $'<do_command target="caf\303\251&#9;x"/>'
+check_reply "no target" "<do_command>$(error 1 'Target missing' target)</do_command>" '<do_command/>'
 
 # --- a built-in name never reaches a client, even one that registered it ---
 serve set_password --answer '<claimed/>'

@@ -38,6 +38,8 @@ check_status "leaves the password" 0 authenticates admin admin
 mark=$(($(log_length) + 1))
 check_equal "seven characters" "$(error 6 'Password too short (eight character minimum)' password)" \
     "$(change python 'n3w secret' 1234567)"
+check_equal "no current password: named before the new one's length is looked at" "$(error 5 'Missing parameter' current_password)" \
+    "$(rci_reply '<rci_request><do_command target="set_password"><login>python</login><password>1234567</password></do_command></rci_request>')"
 check_equal "a payload of 80 bytes" "$(error 6 'Invalid parameter' login/password)" \
     "$(change python 'n3w secret' "$(printf '%062d' 0)")"
 check_equal "neither reached the parent" "" "$(dev_log | tail -n +"$mark" | grep "Parent received 'p'")"

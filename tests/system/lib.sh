@@ -142,8 +142,8 @@ daemon_serving() {
     dev_exec bash "$repo/scripts/device.d/daemon" ready "$state" 2>/dev/null
 }
 
-if [ "$(id -u)" != 0 ]; then
-    echo "SKIP: $test_name needs root (namespaces and mounts)"
+if ! missing=$("$device" check); then
+    echo "SKIP: $test_name needs $missing"
     exit 77
 fi
 trap finish EXIT

@@ -30,6 +30,14 @@ check_listings() {
         "$(zigbee "<query_state addr=\"$meter\"/>")"
     check_reply "an unknown subcommand, an unknown group" "$(error 1 'Unknown subcommand' bogus)<set_setting>$(error 2 'Settings group unknown' serial)</set_setting>" \
         '<bogus/><set_setting><serial/></set_setting>'
+    # This radio runs no second network: only "0" names a network; every other text is refused
+    # and echoed as it was written.
+    check_reply "network_index 0" '<set_setting></set_setting>' '<set_setting network_index="0"/>'
+    local index
+    for index in 1 2 -1 abc 00; do
+        check_reply "network_index $index" "<set_setting network_index=\"$index\">$(error 5 'Invalid parameter' network_index)</set_setting>" \
+            "<set_setting network_index=\"$index\"/>"
+    done
 }
 
 # check_set WHAT ADDR-ATTRIBUTE FIELDS ANSWER: set_setting of radio FIELDS answers ANSWER.
@@ -67,6 +75,13 @@ check_discover() {
     dev_exec sed -i 's/caps="0x16"/caps="0x06"/' /etc/vexa/sim/pelk.xml
     check_equal "firmware status only with capability bit 4, read anew" 0 "$(count '<fw_status>' "$(zigbee '<discover/>')")"
     check_reply "clear empties the list" "<discover></discover>" '<discover option="clear"/>'
+    local row attribute tag hint
+    # ATTRIBUTE|the start tag it leaves|the hint of its refusal
+    for row in 'start="abc"|<discover>|start' 'size="x"|<discover>|size' 'option="Current"|<discover>|option' \
+        'addr="00:13"|<discover>|addr' 'network_index="1"|<discover network_index="1">|network_index'; do
+        IFS='|' read -r attribute tag hint <<<"$row"
+        check_reply "discover $attribute" "$tag$(error 5 'Invalid parameter' "$hint")</discover>" "<discover $attribute/>"
+    done
 }
 
 check_lqi() {
@@ -83,24 +98,63 @@ check_lqi() {
     check_contains "which shows the code as its status" "<device index=\"2\"><ext_addr>$(node 2)</ext_addr><status>-62</status></device></get_lqi>" "$walk"
 }
 
-check_radio_command() {
+# A kind 2 gateway radio without OP, on a gateway that runs a second network and keeps no neighbour
+# tables. Its node identifier holds markup, a carriage return, a control character, non-ASCII text
+# and a zero byte; the node's texts hold markup, a carriage return and non-ASCII text.
+radio_command_network() {
     describe <<EOF
 <pelk_network ext_pan_id="0x0102030405060708">
-  <gateway address="$gateway" kind="2" caps="0x10" dual="0">
-    <param cmd="ID" int="0x1a2f"/><param cmd="VR" int="0x012c"/><param cmd="NI" text="a&amp;b"/>
-    <param cmd="PL" int="1"/>
+  <gateway address="$gateway" kind="2" caps="0x10" dual="1">
+    <param cmd="ID" int="0x1a2f"/><param cmd="VR" int="0x012c"/><param cmd="NI" hex="0x61260d01c3a9003c"/>
+    <param cmd="PL" int="1"/><param cmd="DX" hex="0x00"/><param cmd="K5" hex="0x0102030405"/>
   </gateway>
-  <node address="$router" kind="3"><param cmd="PL" int="1"/></node>
+  <node address="$router" kind="3" node_id="n&amp;&#13;&#xE9;" fw_file="f&lt;&#13;&#xE9;.ebl"><param cmd="PL" int="1"/></node>
 </pelk_network>
 EOF
-    check_reply "a string answer, escaped" '<radio_command id="NI" format="string">a&amp;b</radio_command>' \
-        '<radio_command id="NI" format="string"/>'
-    check_reply "two bytes as an integer" '<radio_command id="VR" format="integer">300</radio_command>' \
-        '<radio_command id="VR" format="integer"/>'
+}
+
+refused() { printf '<radio_command id="%s">%s</radio_command>' "$1" "$(error 5 'Invalid parameter' "$2")"; }
+
+# check_exchange REQUEST ANSWER CALL: the subcommand REQUEST answers ANSWER and makes exactly the
+# library call CALL (none when empty).
+check_exchange() {
     forget_calls
-    check_reply "a queued number" '<radio_command id="PL" format="integer"></radio_command>' \
-        '<radio_command id="PL" option="queue">  7  </radio_command>'
-    check_equal "sent as 4 bytes with flags 0" "radio_param_command - 0 PL 00000007 -1 0" "$(calls)"
+    check_reply "$1" "$2" "$1"
+    check_equal "$1: the library's call" "$3" "$(calls)"
+}
+
+check_radio_command() {
+    local row request answer sent
+    # REQUEST|ANSWER|the library's call (none for a request refused before it)
+    for row in \
+        '<radio_command id="NI" format="string"/>|<radio_command id="NI" format="string">a&amp;&#13;&#xE9;</radio_command>|radio_param_command - 0 NI - -1 2' \
+        '<radio_command id="VR" format="integer"/>|<radio_command id="VR" format="integer">300</radio_command>|radio_param_command - 0 VR - -1 2' \
+        '<radio_command id="K5"/>|<radio_command id="K5" format="binary">0x0102030405</radio_command>|radio_param_command - 0 K5 - -1 2' \
+        '<radio_command id="PL" option="queue">  7  </radio_command>|<radio_command id="PL" format="integer"></radio_command>|radio_param_command - 0 PL 00000007 -1 0' \
+        "<radio_command id=\"DX\" format=\"address\"> $router </radio_command>|<radio_command id=\"DX\" format=\"address\"></radio_command>|radio_param_command - 0 DX 0013a200415b1001 -1 2" \
+        '<radio_command id="DX" format="binary" timeout="500">0x0a0b</radio_command>|<radio_command id="DX" format="binary"></radio_command>|radio_param_command - 0 DX 0a0b 500 2' \
+        '<radio_command id="VR" network_index="1abc"/>|<radio_command id="VR" network_index="1abc" format="integer">300</radio_command>|radio_param_command - 1 VR - -1 2' \
+        "<radio_command/>|<radio_command>$(error 4 'Missing parameter' id)</radio_command>|" \
+        "<radio_command id=\"VR\" format=\"hex\"/>|$(refused VR format)|" \
+        "<radio_command id=\"VR\" option=\"later\"/>|$(refused VR option)|" \
+        "<radio_command id=\"VR\" timeout=\"soon\"/>|$(refused VR timeout)|" \
+        "<radio_command id=\"DX\" format=\"binary\">0x0a0</radio_command>|$(refused DX parameter)|"; do
+        IFS='|' read -r request answer sent <<<"$row"
+        check_exchange "$request" "$answer" "$sent"
+    done
+}
+
+# The radio's own texts (string values, node identifiers, update file names) as libxml2's entity
+# encoding writes them for the request: up to a zero byte, control characters dropped, a carriage
+# return and non-ASCII text as references.
+check_radio_texts() {
+    check_reply "a string value in the listing" $'<query_setting>\n  <radio>\n    <node_id>a&amp;&#13;&#xE9;</node_id>\n    <pan_id>0x1a2f</pan_id>\n    <power_level>1</power_level>\n  </radio>\n</query_setting>' \
+        '<query_setting/>'
+    check_reply "a module without OP shows its ID as pan_id" $'<query_state>\n  <radio>\n    <pan_id>0x1a2f</pan_id>\n    <firmware_version>0x12c</firmware_version>\n  </radio>\n</query_state>' \
+        '<query_state/>'
+    check_reply "a node's record" "<discover><device index=\"1\"><type>0</type><ext_addr>$router</ext_addr><net_addr>0x0</net_addr><parent_addr>0x0</parent_addr><profile_id>0x0</profile_id><mfg_id>0x0</mfg_id><device_type>0x0</device_type><node_id>n&amp;&#13;&#xE9;</node_id><contact_time>0</contact_time><fw_status><hw_version>0x0</hw_version><fw_version>0x0</fw_version><status>Unknown</status><file>f&lt;&#13;&#xE9;.ebl</file><updater></updater><error_code>0</error_code><error_text></error_text><tries>0</tries></fw_status></device></discover>" \
+        '<discover/>'
+    check_reply "no neighbour tables on this gateway" "<get_lqi>$(error 14 'Not supported on device' get_lqi)</get_lqi>" '<get_lqi/>'
 }
 
 check_fw_update() {
@@ -108,16 +162,20 @@ check_fw_update() {
     check_reply "retries above 255" "<fw_update>$(error 5 'Invalid parameter' block_retry_max)</fw_update>" \
         '<fw_update file="f" block_retry_max="256"/>'
     check_equal "nothing scheduled" "" "$(calls)"
-    check_reply "recover in capitals" '<fw_update recover="never"></fw_update>' \
-        "<fw_update file=\"r.ebl\" target=\"$router\" recover=\"Never\" block_retry_max=\"abc\"/>"
-    check_equal "the node with code 2 and 0 retries" \
-        "radio_schedule_update $router 0 00:00:00:00:00:00:00:00 r.ebl 2 0" "$(calls)"
+    local row attributes echo sent none=00:00:00:00:00:00:00:00
+    # ATTRIBUTES|the recover echo|the update scheduled (without a target, the gateway's own radio's)
+    for row in "target=\"$router\" recover=\"Never\" block_retry_max=\"abc\"| recover=\"never\"|$router 0 $none f 2 0" \
+        "recover=\"TRUE\"| recover=\"true\"|$gateway 0 $none f 1 0" "recover=\"only\"| recover=\"only\"|$gateway 0 $none f 1 0" \
+        "recover=\"yes\"||$gateway 0 $none f 0 0"; do
+        IFS='|' read -r attributes echo sent <<<"$row"
+        check_exchange "<fw_update file=\"f\" $attributes/>" "<fw_update$echo></fw_update>" "radio_schedule_update $sent"
+    done
 }
 
 check_factory_default() {
     forget_calls
     dev_exec sh -c 'printf "radio busy\nno <answer>\n" >/var/run/sim/out/pelk'
-    check_reply "each line the tool prints is an error" "<set_factory_default addr=\"$router\">$(error 7 'Command error' $'radio busy\n')$(error 7 'Command error' $'no &lt;answer&gt;\n')</set_factory_default>" \
+    check_reply "each line the tool prints is an error; beyond the minimum, its hint escaped" "<set_factory_default addr=\"$router\">$(error 7 'Command error' $'radio busy\n')$(error 7 'Command error' $'no &lt;answer&gt;\n')</set_factory_default>" \
         "<set_factory_default addr=\"$router\"/>"
     check_equal "the tool got the address" "/usr/bin/pelk factory_default $router" "$(calls)"
     forget_calls
@@ -133,6 +191,9 @@ check_zigbee_state() {
     check_equal "address, caps and one line for each of the 16 fields the radio has" 18 "$(count '^    <[a-z_]*>[^<]*</' "$full")"
     check_equal "cached: the identity alone" "$(state_reply "$head</zigbee_state>")" \
         "$(state '<zigbee_state cached="True"/>')"
+    check_equal "a second network the radio does not run: echoed, refused after the line end" \
+        "$(state_reply $'<zigbee_state network_index="1">\n>'"$(error 5 'Invalid parameter' network_index)</zigbee_state>")" \
+        "$(state '<zigbee_state network_index="1"/>')"
 }
 
 check_zigbee_state
@@ -140,6 +201,8 @@ check_listings
 check_set_setting
 check_discover
 check_lqi
+radio_command_network
+check_radio_texts
 check_radio_command
 check_fw_update
 check_factory_default

@@ -32,7 +32,7 @@ dns() { printf '<dns index="%d"><name>%s</name></dns>' 1 "$1" 2 "$2" 3 0.0.0.0 4
 check_values_as_shown() {
     set_file /var/run/sim/out/iwconfig $'wlan0  ESSID:"Barn <2> & co"  Frequency:5.18 GHz  Access Point: 02:00:00:aa:bb:cc  \n  Bit Rate=144 Mb/s   Tx-Power=17 dBm  Signal level=-58 dBm  \n'
     set_file /var/run/sim/out/wlan_status_tool $'interface=wlan1\nssid="pump <house>"\nbssid=02:00:00:00:00:03\npairwise_cipher=CCMP TKIP\ngroup_cipher=TKIP\nkey_mgmt=WPA-PSK\n'
-    check_equal "every interface and DNS value as the gateway shows it" \
+    check_equal "every interface and DNS value as the gateway shows it; beyond the minimum, markup in Wi-Fi names escaped" \
         "$(wrap "$(iface eth0 01 on off 192.168.1.50 192.168.1.1 "$eth<eth_power>on</eth_power>"$'\n')$(iface wlan0 02 on off 192.168.2.50 0.0.0.0 "$wifi")$(iface wlan1 03 off on 192.168.100.1 0.0.0.0 "$ap")<dns_info>$(dns 8.8.8.8 8.8.4.4)</dns_info>")" \
         "$(query '<interface_info/><dns_info/>')"
 }
@@ -41,13 +41,15 @@ check_dns_fallbacks() {
     dev_exec rm /var/run/dns.conf
     check_equal "without dns.conf the resolver file" \
         "$(wrap "<dns_info>$(dns 192.168.1.1 0.0.0.0)</dns_info>")" "$(query '<dns_info/>')"
+    check_equal "without either, an empty group" "$(wrap '<dns_info></dns_info>')" \
+        "$(dev_exec rm /etc/resolv.conf; query '<dns_info/>')"
 }
 
 check_missing_tools_and_files() {
     { printf 'key_mgmt=<&>\001\377\n'; head -c 100000 /dev/zero | tr '\0' '\377'; } |
         dev_exec sh -c 'cat >/var/run/sim/out/wlan_status_tool'
     dev_exec rm /usr/sbin/iwconfig /etc/network/interfaces /var/run/gpio/ac_pwr_off/value
-    check_equal "no Wi-Fi tool, binary tool output, no interfaces file, no power switch" \
+    check_equal "no Wi-Fi tool, no interfaces file, no power switch; beyond the minimum, binary tool output escaped" \
         "$(wrap "$(iface eth0 01 off off 192.168.1.50 192.168.1.1 "$eth")$(iface wlan0 02 off off 192.168.2.50 0.0.0.0 "$no_wifi")$(iface wlan1 03 off off 192.168.100.1 0.0.0.0 "$binary_ap")")" \
         "$(query '<interface_info/>')"
 }
@@ -72,7 +74,7 @@ check_library_groups() {
     set_file /etc/vexa/sim/cellmgr.xml '<modem><state>searching'
     set_file /etc/vexa/sim/bluetooth_address '00:07:80:c0:ff:ee'
     dev_exec rm /etc/vexa/sim/tethra.xml
-    check_equal "read anew: a broken fragment as text, none at all as an empty group" \
+    check_equal "read anew: none at all as an empty group; beyond the minimum, a broken fragment as escaped text" \
         "$(wrap '<mobile_stats>&lt;modem&gt;&lt;state&gt;searching</mobile_stats><tethra_info></tethra_info><bluetooth_state><address>00:07:80:c0:ff:ee</address></bluetooth_state>')" \
         "$(query '<mobile_stats/><tethra_info/><bluetooth_state/>')"
 }
@@ -121,7 +123,7 @@ check_time_servers() {
         "$(query '<time_server_info/>')"
     set_file /var/run/chrony_ntp.conf $'server <ntp>&1\n'
     dev_exec rm /etc/chrony/local.conf
-    check_equal "one file missing, markup in a name" \
+    check_equal "one file missing; beyond the minimum, markup in a name escaped" \
         "$(wrap $'<time_server_info>\n<server index="1"><name>&lt;ntp&gt;&amp;1</name></server>\n</time_server_info>\n')" \
         "$(query '<time_server_info/>')"
 }

@@ -103,8 +103,9 @@ int servicehours(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_a
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     if (!capability_exists("svch")) return STATE_DONE;
+    // No file means no hours yet; a file that cannot be read leaves the value empty.
     std::string text;
-    if (read_value(service_hours_file, 20, text) < 0 && text.empty()) text.push_back('0');
+    if (read_value(service_hours_file, 20, text) == READ_OPEN_FAILED) text.push_back('0');
     reply->append("<servicehours>");
     reply->append_text(text);
     reply->append("</servicehours>");

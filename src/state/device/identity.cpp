@@ -1,6 +1,7 @@
-// The providers of device_info. Every text that comes from the system (host name, tool output,
-// file contents, capability values) goes through the reply's escaper, so that no value can break
-// the reply.
+// The providers of device_info. The product id, model and Python version are written as libxml2's
+// entity encoding for the request's document writes them; the host name and the firmware texts,
+// which clients take as they stand, go through the reply's escaper, so that no value can break the
+// reply.
 #include "base/log.h"
 #include "reply/reply.h"
 #include "state/device/providers.h"
@@ -22,6 +23,19 @@ int reply_found(reply_buffer &reply, const std::optional<std::string> &value)
 {
     if (!value) return STATE_NO_VALUE;
     reply.append_text(*value);
+    return STATE_DONE;
+}
+
+// Without a request element there is no document: the encoding then writes references.
+xmlDocPtr request_doc(xmlNodePtr element)
+{
+    return element ? element->doc : nullptr;
+}
+
+int reply_encoded(reply_buffer &reply, xmlNodePtr element, const std::optional<std::string> &value)
+{
+    if (!value) return STATE_NO_VALUE;
+    reply.append_encoded(request_doc(element), *value);
     return STATE_DONE;
 }
 
@@ -52,16 +66,16 @@ int hostname(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &
     return STATE_DONE;
 }
 
-int productid(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
+int productid(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    return reply_found(*reply, command_value("boardenv -d", arg.text));
+    return reply_encoded(*reply, element, command_value("boardenv -d", arg.text));
 }
 
-int pythonversion(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &)
+int pythonversion(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
-    return reply_found(*reply, command_value("python -V 2>&1", "Python"));
+    return reply_encoded(*reply, element, command_value("python -V 2>&1", "Python"));
 }
 
 int firmware(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
@@ -70,7 +84,7 @@ int firmware(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &
     return reply_found(*reply, file_value("/etc/version", arg.text));
 }
 
-int model(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg)
+int model(reply_buffer *reply, xmlNodePtr element, state_mode mode, const state_arg &arg)
 {
     if (mode != STATE_QUERY) return STATE_NOT_SETTABLE;
     std::unique_ptr<char, malloc_deleter> value(capability_value(arg.text));
@@ -78,6 +92,6 @@ int model(reply_buffer *reply, xmlNodePtr, state_mode mode, const state_arg &arg
         log_msg(LOG_ERR, "capability \"%s\" not found", arg.text);
         return STATE_NO_VALUE;
     }
-    reply->append_text(value.get());
+    reply->append_encoded(request_doc(element), value.get());
     return STATE_DONE;
 }

@@ -25,7 +25,7 @@ int open_error(const std::string &path)
 
 } // namespace
 
-TEST(OpenUserfsFile, OnlySingleLinkRegularFilesOnUserfsByTheirCanonicalPath)
+TEST(OpenUserfsFile, OnlySingleLinkRegularFilesOnUserfsAndBeyondTheMinimumByTheirCanonicalPath)
 {
     // A scratch folder stands for /userfs, "/proc" for the root: surely another file system.
     scratch_dir dir;
@@ -44,6 +44,8 @@ TEST(OpenUserfsFile, OnlySingleLinkRegularFilesOnUserfsByTheirCanonicalPath)
         std::string path;
         int error;
     };
+    // The minimum is a regular file with one link on /userfs; refusing links anywhere in the
+    // path and paths that are not canonical (from "symbolic" on) is a choice beyond it.
     const case_row rows[] = {
         {base + "/plain", 0},
         {"/proc/version", 0}, // a radio log file, wherever it lies

@@ -109,7 +109,7 @@ TEST_F(ConfigChange, InstancesEmptyElementsAndAccessAttributesOfTheRequest)
     EXPECT_EQ(read_file(local()).find(" ro=\"x\""), std::string::npos);
 }
 
-TEST_F(ConfigChange, RefusedRequestsChangeNothing)
+TEST_F(ConfigChange, RefusedRequestsChangeNothingAndBeyondTheMinimumTheirMessagesAreEscaped)
 {
     const std::string before = read_file(local());
     // A value that tries to close the description stays text; quotes and carriage returns reach

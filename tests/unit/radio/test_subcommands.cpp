@@ -55,7 +55,7 @@ TEST(Subcommands, EachLibraryFailureEndsItsSubcommandWithAnError)
     }
 }
 
-TEST(Subcommands, OddRadioAnswersAreShownEscapedAndTheWalkGoesOn)
+TEST(Subcommands, OddRadioAnswersAreShownBeyondTheMinimumAnErrorTextEscapedAndTheWalkGoesOn)
 {
     radio_network net;
     net.describe("caps=\"0x16\" kind=\"3\"", "",

@@ -2,9 +2,11 @@
 #include "reply/reply.h"
 
 #include <gtest/gtest.h>
+#include <libxml/entities.h>
 
 #include <string>
 #include <tuple>
+#include <vector>
 
 using namespace std::string_literals;
 
@@ -15,6 +17,9 @@ xml::doc_ptr parse(std::string_view text)
 {
     return xml::parse_memory(text.data(), static_cast<int>(text.size()));
 }
+
+// Keeps the library's complaints about text that is not UTF-8 off the test's output.
+void quiet(void *, const char *, ...) {}
 
 std::string repeated(const std::string &piece, size_t count)
 {
@@ -42,7 +47,7 @@ TEST(Reply, ErrorElementAndItsLeadingBracket)
 
 // Wherever a text is cut (a hint, a formatted piece), the cut falls before a tag, an entity or a
 // character that would not fit, and the reply still parses.
-TEST(Reply, CutsNeverFallInsideATagAnEntityOrACharacter)
+TEST(Reply, CutsNeverFallInsideATagAnEntityOrACharacterOfAHintEscapedBeyondTheMinimum)
 {
     EXPECT_EQ(reply_cut("ab<cd>ef", 4), 2u);
     EXPECT_EQ(reply_cut("ab<cd>ef", 6), 6u);
@@ -90,7 +95,7 @@ TEST(Reply, AttributesAreEchoedWithoutEntityReferences)
 
 // Whatever bytes the system hands over, the element they end up in parses and keeps every
 // character XML admits.
-TEST(Reply, SystemTextAlwaysParses)
+TEST(Reply, BeyondTheMinimumSystemTextIsEscapedAndAlwaysParses)
 {
     const std::string cases[] = {
         "home & <away>",
@@ -109,4 +114,47 @@ TEST(Reply, SystemTextAlwaysParses)
     reply_buffer r;
     r.append_text("a&b<c>d \xc3\xa9\x01");
     EXPECT_EQ(r.view(), "a&amp;b&lt;c&gt;d \xc3\xa9?");
+}
+
+// Encoded text is exactly what xmlEncodeEntitiesReentrant writes wherever that parses; where the
+// library would copy bytes that are not UTF-8 (a document that names its encoding, or the rest of
+// a text after the first byte it could not decode) the reply still parses.
+TEST(Reply, EncodedTextIsTheLibrarysExceptWhereItWouldNotParse)
+{
+    xml::doc_ptr plain = parse("<r/>");
+    xml::doc_ptr declared = parse("<?xml version=\"1.0\" encoding=\"UTF-8\"?><r/>");
+    const std::string text("a&<>\r\x01\t caf\xc3\xa9\0ignored", 20);
+    reply_buffer r;
+    r.append_encoded(plain.get(), text);
+    EXPECT_EQ(r.view(), "a&amp;&lt;&gt;&#13;\t caf&#xE9;");
+    r.truncate(0);
+    r.append_encoded(declared.get(), text);
+    EXPECT_EQ(r.view(), "a&amp;&lt;&gt;&#13;\t caf\xc3\xa9");
+
+    // Every text of up to three bytes from these, in a document of each kind and in none.
+    const std::string bytes("a<\r\x01\x80\xa9\xbf\xc0\xc3\xe2\xed\xf0\xf4\xf8\xff", 15);
+    std::vector<std::string> texts{""};
+    for (size_t i = 0; i < texts.size(); ++i)
+        if (texts[i].size() < 3)
+            for (char b : bytes)
+                texts.push_back(texts[i] + b);
+    xmlSetGenericErrorFunc(nullptr, quiet);
+    const char *declarations[] = {"", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>", nullptr};
+    for (const char *declaration : declarations) {
+        // The library names an encoding in the document it is given: each call gets its own.
+        auto fresh = [declaration] { return declaration ? parse(declaration + "<r/>"s) : nullptr; };
+        for (const std::string &t : texts) {
+            xml::doc_ptr mine = fresh(), library = fresh();
+            reply_buffer out;
+            out.append_encoded(mine.get(), t);
+            xml::text_ptr encoded(xmlEncodeEntitiesReentrant(library.get(), xml::uchars(t.c_str())));
+            const std::string expected = xml::chars(encoded.get());
+            ASSERT_TRUE(parse("<v>" + std::string(out.view()) + "</v>"))
+                << testing::PrintToString(t) << " gives " << out.view();
+            if (parse("<v>" + expected + "</v>")) {
+                EXPECT_EQ(out.view(), expected) << testing::PrintToString(t);
+            }
+        }
+    }
+    xmlSetGenericErrorFunc(nullptr, nullptr);
 }

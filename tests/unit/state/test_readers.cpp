@@ -41,7 +41,7 @@ TEST(LookupKey, FindsTheFirstLineOfTheKeyInEveryShapeSystemFilesUse)
         {"PRODUCT_VERSION_X=1\nPRODUCT_VERSION=2\n", "PRODUCT_VERSION", "2"},
         {"K=1\nK=2\n", "K", "1"},
         {"K=\"a \"b\" c\"", "K", "a \"b\" c"},
-        {"K=\"\n", "K", "\""},
+        {"K=\"\n", "K", ""},
         {"x K=1\nK\nK\t\n", "K", ""},
         {"K\nKey=1\nk=1\n", "K", std::nullopt},
     };
